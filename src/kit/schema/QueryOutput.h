@@ -1,0 +1,18 @@
+#pragma once
+
+#include "schema/GraphValue.h"
+
+#include <QStringList>
+
+namespace corvantis {
+
+// What a query gives back: the rows held, and how many the query really had.
+struct QueryOutput {
+    QStringList columns;
+    QList<QList<GraphValue>> rows;
+    int totalRows = 0; // may exceed rows.size()
+    double milliseconds = 0;
+    bool operator==(const QueryOutput& other) const = default;
+};
+
+} // namespace corvantis
