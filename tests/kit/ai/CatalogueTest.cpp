@@ -13,6 +13,8 @@
 #include <QTemporaryDir>
 #include <QThread>
 #include <QtConcurrent>
+#include "support/QtPrinters.h"
+
 #include <gtest/gtest.h>
 
 using namespace corvantis;
