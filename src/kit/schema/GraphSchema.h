@@ -9,7 +9,6 @@
 #include <QSet>
 #include <QString>
 #include <QStringList>
-
 #include <functional>
 
 namespace corvantis {
@@ -47,8 +46,9 @@ struct GraphSchema {
     // The first type whose derived table equals the text exactly.
     const NodeType* nodeTypeForTable(const QString& table) const;
     const RelType* relTypeForTable(const QString& table) const;
-    // The relationship types with an endpoint exactly from and to those types.
-    QList<const RelType*> relTypes(const QUuid& from, const QUuid& to) const;
+    // The relationship types with an endpoint exactly from and to those types. (Named apart from the
+    // `relTypes` field, which a member function cannot share its name with.)
+    QList<const RelType*> relTypesBetween(const QUuid& from, const QUuid& to) const;
 
     QString uniqueNodeTypeName(const QString& base) const;
     QString uniquePropertyName(const QString& base, const QList<PropertyDef>& among, bool isNode) const;

@@ -2,10 +2,10 @@
 
 #include "schema/GraphValue.h"
 
+#include <QJsonArray>
 #include <QJsonObject>
 #include <QStringList>
 #include <QUuid>
-
 #include <array>
 #include <optional>
 
@@ -67,6 +67,9 @@ struct PropertyDef {
 
     QJsonObject toJson() const;
     static PropertyDef fromJson(const QJsonObject& json); // fails with json::DecodeError
+    // A list of definitions as a JSON array, and back; every element must be an object.
+    static QJsonArray listToJson(const QList<PropertyDef>& properties);
+    static QList<PropertyDef> listFromJson(const QJsonArray& array);
     bool operator==(const PropertyDef& other) const = default;
 };
 
