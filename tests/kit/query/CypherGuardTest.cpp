@@ -99,4 +99,17 @@ TEST(CypherGuard, LexesLikeTheDatabase) {
     // A number sign that isn't a digit doesn't hide the word behind it.
     EXPECT_EQ(verdict("RETURN x\u00b2DELETE"),
               "Ask only reads your graph. This query uses DELETE, which would change it.");
+    // Statements and a function that write without a forbidden word.
+    EXPECT_EQ(verdict("COMMENT ON TABLE Person IS 'x'"),
+              "Ask only reads your graph. This query uses COMMENT, which would change it.");
+    EXPECT_EQ(verdict("explain /* plan */ uninstall json"),
+              "Ask only reads your graph. This query uses UNINSTALL, which would change it.");
+    EXPECT_EQ(verdict("PROFILE update json"),
+              "Ask only reads your graph. This query uses UPDATE, which would change it.");
+    EXPECT_EQ(verdict("RETURN `next``val`(1), nextVal /* c */ ('s')"),
+              "Ask only reads your graph. This query uses NEXTVAL, which would change it.");
+    EXPECT_EQ(verdict("RETURN NEXTVAL ('s')"),
+              "Ask only reads your graph. This query uses NEXTVAL, which would change it.");
+    // The same words elsewhere are ordinary names.
+    EXPECT_EQ(verdict("MATCH (comment:Update) RETURN comment.nextval, nextval"), "");
 }
