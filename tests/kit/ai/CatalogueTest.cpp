@@ -5,6 +5,7 @@
 #include "ai/CodexModels.h"
 #include "ai/RoutePlan.h"
 #include "support/Json.h"
+#include "support/QtPrinters.h"
 
 #include <QDir>
 #include <QFile>
@@ -13,8 +14,6 @@
 #include <QTemporaryDir>
 #include <QThread>
 #include <QtConcurrent>
-#include "support/QtPrinters.h"
-
 #include <gtest/gtest.h>
 
 using namespace corvantis;
@@ -57,6 +56,7 @@ public:
         QFile file(cachePath());
         ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
         file.write(contents);
+        ASSERT_TRUE(file.flush()); // later buffered writes would move the date again
         ASSERT_TRUE(file.setFileTime(QDateTime::fromSecsSinceEpoch(secondsSinceEpoch, Qt::UTC),
                                      QFileDevice::FileModificationTime));
     }
