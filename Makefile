@@ -3,7 +3,7 @@ BUILD ?= build
 CMAKE_FLAGS ?=
 ENGINES_ENV := $(BUILD)/engines.env
 
-.PHONY: all deps packages engines configure build run test bench format clean
+.PHONY: all deps packages engines configure build run test bench bench-layout format clean
 
 all: build
 
@@ -34,6 +34,11 @@ test: build
 bench: configure
 	@cmake --build $(BUILD) --parallel $$(nproc) --target benchmarks
 	@bash bench/run-all.sh $(BUILD)
+
+# ForceLayout against d3-force on the same graphs (needs Node.js; fetches the pinned d3-force once).
+bench-layout: configure
+	@cmake --build $(BUILD) --parallel $$(nproc) --target bench_layout
+	@bash bench/layout.sh $(BUILD)/bin/bench_layout
 
 format:
 	@git ls-files '*.cpp' '*.h' | xargs clang-format -i
