@@ -1,6 +1,28 @@
+#include "app/AppDelegate.h"
+#include "app/AppModel.h"
+#include "design/Theme.h"
+#include "shell/MainWindow.h"
+#include "shell/UnixSignals.h"
+
 #include <QApplication>
 
+using namespace corvantis;
+
 int main(int argc, char** argv) {
-    QApplication app(argc, argv);
-    return 0;
+    QApplication application(argc, argv);
+    QApplication::setOrganizationName(QStringLiteral("Corvantis"));
+    QApplication::setApplicationName(QStringLiteral("Corvantis"));
+    QApplication::setApplicationDisplayName(QStringLiteral("Corvantis"));
+    QApplication::setDesktopFileName(QStringLiteral("corvantis"));
+    // Closing the window goes through the orderly quit, never straight out of the event loop.
+    QApplication::setQuitOnLastWindowClosed(false);
+
+    AppModel app(std::make_unique<Settings>(), ProjectLibrary::defaultRoot());
+    Theme::apply(application, app.appearance());
+    AppDelegate delegate(app);
+    MainWindow window(app, delegate);
+    UnixSignals unixSignals;
+    QObject::connect(&unixSignals, &UnixSignals::terminationRequested, &window, &MainWindow::requestQuit);
+    window.show();
+    return QApplication::exec();
 }

@@ -1,6 +1,5 @@
 // The main of every test program in this layer: a QCoreApplication that runs offscreen, then GoogleTest.
 #include <QCoreApplication>
-
 #include <gtest/gtest.h>
 
 int main(int argc, char** argv) {

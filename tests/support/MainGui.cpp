@@ -1,6 +1,5 @@
 // The main of every test program in this layer: a QGuiApplication that runs offscreen, then GoogleTest.
 #include <QGuiApplication>
-
 #include <gtest/gtest.h>
 
 int main(int argc, char** argv) {

@@ -4,7 +4,6 @@
 #include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QString>
-
 #include <functional>
 
 namespace corvantis::test {

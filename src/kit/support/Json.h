@@ -6,7 +6,6 @@
 #include <QJsonValue>
 #include <QString>
 #include <QUuid>
-
 #include <optional>
 #include <stdexcept>
 

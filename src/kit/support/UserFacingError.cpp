@@ -4,6 +4,7 @@ namespace corvantis {
 
 UserFacingError::UserFacingError(const QString& message)
     : std::runtime_error(message.toStdString())
-    , m_message(message) {}
+    , m_message(message) {
+}
 
 } // namespace corvantis

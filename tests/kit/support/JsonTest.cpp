@@ -1,11 +1,11 @@
-#include "support/AtomicFile.h"
 #include "support/Json.h"
+
+#include "support/AtomicFile.h"
 #include "support/UserFacingError.h"
 
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
-
 #include <gtest/gtest.h>
 
 using namespace corvantis;

@@ -1,0 +1,259 @@
+#include "app/AppModel.h"
+
+#include "graph/ProjectSession.h"
+#include "support/UserFacingError.h"
+
+namespace corvantis {
+
+namespace {
+
+// Awaits a session's close and then lets the session go.
+QCoro::Task<> closeAndDispose(ProjectSession* session) {
+    co_await session->close();
+    session->deleteLater();
+}
+
+} // namespace
+
+AppModel::AppModel(std::unique_ptr<Settings> settings, const QString& libraryRoot, QObject* parent)
+    : QObject(parent)
+    , m_settings(std::move(settings))
+    , m_library(libraryRoot) {
+    // The connections to the two command-line tools, the connector's client entries and the publisher
+    // are built here once they exist.
+    m_allowsMCP = m_settings->mcpEnabled();
+    m_sidebarHidden = m_settings->sidebarHidden();
+
+    // The embedding model manager ("Models" beside "Projects") is built here once it exists.
+
+    for (AIProvider provider : AIProvider::allCases())
+        m_choices.insert(provider, m_settings->modelChoice(provider));
+    m_provider = m_settings->provider();
+    m_queryMode = m_settings->queryMode();
+    m_appearance = m_settings->appearance();
+    m_settings->removeApiKey();
+
+    m_projects = m_library.projects();
+
+    // The connector server starts here (port 47820) when allowsMCP holds, once it exists.
+
+    if (auto last = m_settings->lastProject()) {
+        for (const Project& project : std::as_const(m_projects)) {
+            if (project.id == *last) {
+                open(project);
+                break;
+            }
+        }
+    }
+}
+
+AppModel::~AppModel() = default;
+
+void AppModel::setProvider(AIProvider provider) {
+    if (m_provider == provider)
+        return;
+    m_provider = provider;
+    m_settings->setProvider(provider);
+    emit providerChanged();
+    emit choiceChanged();
+}
+
+void AppModel::updateChoice(const std::function<void(ModelChoice&)>& change) {
+    ModelChoice choice = m_choices.value(m_provider);
+    change(choice);
+    if (choice == m_choices.value(m_provider))
+        return;
+    m_choices.insert(m_provider, choice);
+    m_settings->saveModelChoice(m_provider, choice);
+    emit choiceChanged();
+}
+
+void AppModel::setModel(const AIModel& model) {
+    updateChoice([&](ModelChoice& c) { c.model = model; });
+}
+
+void AppModel::setEffort(AIEffort effort) {
+    updateChoice([&](ModelChoice& c) { c.effort = effort; });
+}
+
+void AppModel::setRouterModel(const AIModel& model) {
+    updateChoice([&](ModelChoice& c) { c.routerModel = model; });
+}
+
+void AppModel::setRouterEffort(AIEffort effort) {
+    updateChoice([&](ModelChoice& c) { c.routerEffort = effort; });
+}
+
+void AppModel::setAllowsMCP(bool allows) {
+    if (m_allowsMCP == allows)
+        return;
+    m_allowsMCP = allows;
+    m_settings->setMcpEnabled(allows);
+    emit allowsMCPChanged();
+}
+
+void AppModel::setQueryMode(QueryMode mode) {
+    if (m_queryMode == mode)
+        return;
+    m_queryMode = mode;
+    m_settings->setQueryMode(mode);
+    emit queryModeChanged();
+}
+
+void AppModel::setAppearance(Appearance appearance) {
+    if (m_appearance == appearance)
+        return;
+    m_appearance = appearance;
+    m_settings->setAppearance(appearance);
+    emit appearanceChanged();
+}
+
+void AppModel::setSidebarHidden(bool hidden) {
+    if (m_sidebarHidden == hidden)
+        return;
+    m_sidebarHidden = hidden;
+    m_settings->setSidebarHidden(hidden);
+    emit sidebarHiddenChanged();
+}
+
+void AppModel::setFullScreen(bool fullScreen) {
+    if (m_isFullScreen == fullScreen)
+        return;
+    m_isFullScreen = fullScreen;
+    emit fullScreenChanged();
+}
+
+void AppModel::setPalette(std::optional<PaletteMode> palette) {
+    if (m_palette == palette)
+        return;
+    m_palette = palette;
+    emit paletteChanged();
+}
+
+void AppModel::setRenaming(const std::optional<Project>& project) {
+    if (m_renaming == project)
+        return;
+    m_renaming = project;
+    emit renamingChanged();
+}
+
+void AppModel::setDeleting(const std::optional<Project>& project) {
+    if (m_deleting == project)
+        return;
+    m_deleting = project;
+    emit deletingChanged();
+}
+
+void AppModel::setNotice(const std::optional<QString>& notice) {
+    if (m_notice == notice)
+        return;
+    m_notice = notice;
+    emit noticeChanged();
+}
+
+void AppModel::setSession(ProjectSession* session) {
+    if (m_session == session)
+        return;
+    m_session = session;
+    emit sessionChanged();
+}
+
+void AppModel::closeSession() {
+    if (!m_session)
+        return;
+    m_closing.removeIf([](const std::shared_ptr<QCoro::Task<>>& task) { return task->isReady(); });
+    m_closing.append(std::make_shared<QCoro::Task<>>(closeAndDispose(m_session)));
+}
+
+void AppModel::open(const Project& project) {
+    if (m_session && m_session->project().id == project.id)
+        return;
+    closeSession();
+    Project current = project;
+    for (const Project& listed : m_library.projects()) {
+        if (listed.id == project.id) {
+            current = listed;
+            break;
+        }
+    }
+    setSession(new ProjectSession(current, m_library, this));
+    m_settings->setLastProject(current.id);
+}
+
+void AppModel::refresh() {
+    QList<Project> projects = m_library.projects();
+    if (m_session) {
+        for (Project& project : projects)
+            if (project.id == m_session->project().id)
+                project = m_session->project();
+    }
+    m_projects = projects;
+    emit projectsChanged();
+}
+
+void AppModel::showGallery() {
+    closeSession();
+    refresh();
+    setSession(nullptr);
+    m_settings->removeLastProject();
+}
+
+void AppModel::newProject() {
+    try {
+        Project project = m_library.create(m_library.uniqueName(QStringLiteral("Untitled project")));
+        refresh();
+        open(project);
+        setRenaming(project);
+    } catch (const UserFacingError& error) {
+        setNotice(error.message());
+    }
+}
+
+void AppModel::rename(const Project& project, const QString& name) {
+    QString trimmed = name.trimmed();
+    if (trimmed.isEmpty())
+        return;
+    Project renamed = project;
+    if (m_session && m_session->project().id == project.id) {
+        m_session->setProjectName(trimmed);
+        renamed = m_session->project();
+    }
+    renamed.name = trimmed;
+    try {
+        m_library.save(renamed);
+    } catch (const UserFacingError& error) {
+        setNotice(error.message());
+    }
+    refresh();
+}
+
+void AppModel::remove(const Project& project) {
+    if (m_session && m_session->project().id == project.id) {
+        closeSession();
+        setSession(nullptr);
+        m_settings->removeLastProject();
+    }
+    try {
+        m_library.remove(project.id);
+    } catch (const UserFacingError& error) {
+        setNotice(error.message());
+    }
+    refresh();
+}
+
+QString AppModel::deleteConfirmation() {
+    return QStringLiteral(
+        "Its shape, graph and history are removed from this computer. This can't be undone.");
+}
+
+QCoro::Task<> AppModel::prepareToQuit() {
+    closeSession();
+    setSession(nullptr);
+    // The embedding model manager's shutdown is awaited here once it exists.
+    const auto closing = m_closing;
+    for (const auto& task : closing)
+        co_await *task;
+    m_settings->sync();
+}
+
+} // namespace corvantis

@@ -1,0 +1,65 @@
+#pragma once
+
+#include "ai/AIProvider.h"
+#include "app/AppEnums.h"
+#include "app/ModelChoice.h"
+
+#include <QSettings>
+#include <QUuid>
+#include <memory>
+#include <optional>
+
+namespace corvantis {
+
+// The program's per-user settings: one typed accessor per key, so that each key's name and default
+// stand in one place. Nothing here belongs to a project.
+class Settings {
+public:
+    // The user's settings (organisation and application "Corvantis"; XDG_CONFIG_HOME moves them).
+    Settings();
+    // Settings kept in one file, for tests.
+    explicit Settings(const QString& iniPath);
+    ~Settings();
+
+    // "mcp.enabled": absent is told apart from false, and means true.
+    bool mcpEnabled() const;
+    void setMcpEnabled(bool enabled);
+
+    bool sidebarHidden() const;
+    void setSidebarHidden(bool hidden);
+
+    // "aiProvider": claude unless the text is exactly "chatGPT".
+    AIProvider provider() const;
+    void setProvider(AIProvider provider);
+
+    QueryMode queryMode() const;
+    void setQueryMode(QueryMode mode);
+
+    Appearance appearance() const;
+    void setAppearance(Appearance appearance);
+
+    // The choice stored for a provider ("model", "effort", "routerModel", "routerEffort", with the prefix
+    // "chatGPT." for ChatGPT). A stored model id is used only when it belongs to the provider; stored
+    // efforts pass through the model's nearest effort.
+    ModelChoice modelChoice(AIProvider provider) const;
+    void saveModelChoice(AIProvider provider, const ModelChoice& choice);
+
+    // "lastProject": the project to reopen at start.
+    std::optional<QUuid> lastProject() const;
+    void setLastProject(const QUuid& id);
+    void removeLastProject();
+
+    // An old key that is removed at every start and never read.
+    void removeApiKey();
+
+    // Generic access for keys that belong to one area (a session's scopes, for example).
+    QVariant value(const QString& key) const;
+    void setValue(const QString& key, const QVariant& value);
+    void remove(const QString& key);
+    void sync();
+
+private:
+    std::unique_ptr<QSettings> m_settings;
+};
+
+} // namespace corvantis

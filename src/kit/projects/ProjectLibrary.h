@@ -1,0 +1,58 @@
+#pragma once
+
+#include "projects/GraphLayout.h"
+#include "projects/HistoryEntry.h"
+#include "projects/Project.h"
+
+#include <QList>
+#include <QString>
+#include <QUuid>
+
+namespace corvantis {
+
+// A thin value over the folder of projects: where each file of each project lies, and reading and
+// writing them. It holds nothing but the root, so any part of the program may keep a copy. Every write
+// is atomic; reads of the optional files (layout, history) give the empty value when missing or damaged.
+class ProjectLibrary {
+public:
+    // Keeps the root and creates it with its parents; a failure to create it is swallowed (the list
+    // is then empty and the first write fails with the file system's error).
+    explicit ProjectLibrary(const QString& root);
+
+    // The folder that holds "Projects" and "Models": $CORVANTIS_HOME, else the per-user data folder's
+    // "Corvantis".
+    static QString defaultHome();
+    // "Projects" inside defaultHome().
+    static QString defaultRoot();
+
+    QString root() const { return m_root; }
+    QString folder(const QUuid& id) const;
+    QString databasePath(const QUuid& id) const;
+    QString previewsFolder(const QUuid& id) const;
+    QString attachmentsFolder(const QUuid& id) const;
+    // "Models", beside "Projects".
+    QString modelsFolder() const;
+
+    // Every readable project, oldest first; damaged or foreign folders are left out without a word.
+    QList<Project> projects() const;
+    // `base` if no project bears it, else "{base} 2", "{base} 3", ...
+    QString uniqueName(const QString& base) const;
+
+    // A new project with an empty shape, written to its folder. Fails with FileError.
+    Project create(const QString& name) const;
+    // Writes "project.json" as the project stands; `modifiedAt` is the caller's business.
+    void save(const Project& project) const;
+    // Removes the project's folder with everything in it. Fails with FileError.
+    void remove(const QUuid& id) const;
+
+    GraphLayout layout(const QUuid& id) const;
+    void saveLayout(const GraphLayout& layout, const QUuid& id) const;
+    QList<HistoryEntry> history(const QUuid& id) const;
+    void saveHistory(const QList<HistoryEntry>& entries, const QUuid& id) const;
+
+private:
+    QString projectFile(const QUuid& id) const;
+    QString m_root;
+};
+
+} // namespace corvantis

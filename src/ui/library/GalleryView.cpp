@@ -1,0 +1,140 @@
+#include "library/GalleryView.h"
+
+#include "app/AppModel.h"
+#include "design/Theme.h"
+#include "library/ProjectCardDelegate.h"
+#include "library/ProjectListModel.h"
+
+#include <QKeyEvent>
+#include <QLabel>
+#include <QListView>
+#include <QMenu>
+#include <QPushButton>
+#include <QShortcut>
+#include <QVBoxLayout>
+
+namespace corvantis {
+
+GalleryView::GalleryView(AppModel& app, QWidget* parent)
+    : QWidget(parent)
+    , m_app(app)
+    , m_model(new ProjectListModel(app, this))
+    , m_list(new QListView(this))
+    , m_emptyHint(new QLabel(this)) {
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(Theme::space(10), Theme::space(8), Theme::space(10), Theme::space(6));
+    layout->setSpacing(Theme::space(4));
+
+    auto* header = new QHBoxLayout;
+    auto* title = new QLabel(QStringLiteral("Projects"), this);
+    QFont titleFont = title->font();
+    titleFont.setPointSizeF(titleFont.pointSizeF() * 1.8);
+    titleFont.setWeight(QFont::Bold);
+    title->setFont(titleFont);
+    header->addWidget(title);
+    header->addStretch();
+    auto* newButton = new QPushButton(QStringLiteral("New Project"), this);
+    newButton->setToolTip(QStringLiteral("New Project (Ctrl+Shift+N)"));
+    connect(newButton, &QPushButton::clicked, &m_app, &AppModel::newProject);
+    header->addWidget(newButton);
+    layout->addLayout(header);
+
+    auto* subtitle = new QLabel(
+        QStringLiteral("Every project is a folder on this computer. Nothing is synced or uploaded."), this);
+    QPalette subtle = subtitle->palette();
+    subtle.setColor(QPalette::WindowText, Theme::secondaryText());
+    subtitle->setPalette(subtle);
+    layout->addWidget(subtitle);
+
+    m_list->setModel(m_model);
+    m_list->setItemDelegate(new ProjectCardDelegate(m_list));
+    m_list->setViewMode(QListView::IconMode);
+    m_list->setFlow(QListView::LeftToRight);
+    m_list->setWrapping(true);
+    m_list->setResizeMode(QListView::Adjust);
+    m_list->setMovement(QListView::Static);
+    m_list->setUniformItemSizes(true);
+    m_list->setSelectionMode(QAbstractItemView::SingleSelection);
+    m_list->setEditTriggers(QAbstractItemView::EditKeyPressed);
+    m_list->setFrameShape(QFrame::NoFrame);
+    m_list->setMouseTracking(true);
+    m_list->setContextMenuPolicy(Qt::CustomContextMenu);
+    m_list->viewport()->setAutoFillBackground(false);
+    m_list->setAccessibleName(QStringLiteral("Projects"));
+    m_emptyHint->setText(QStringLiteral("No projects yet. Start one with New Project, then give it a shape: "
+                                        "the kinds of things you keep and how they connect."));
+    m_emptyHint->setWordWrap(true);
+    layout->addWidget(m_emptyHint);
+    layout->addWidget(m_list, 1);
+
+    connect(m_list, &QListView::activated, this, &GalleryView::activate);
+    connect(m_list, &QListView::customContextMenuRequested, this, &GalleryView::showContextMenu);
+    connect(&m_app, &AppModel::projectsChanged, this, &GalleryView::syncEmptyState);
+    connect(&m_app, &AppModel::renamingChanged, this, &GalleryView::beginRenaming);
+
+    auto* deleteKey = new QShortcut(QKeySequence::Delete, m_list, nullptr, nullptr, Qt::WidgetShortcut);
+    connect(deleteKey, &QShortcut::activated, this, &GalleryView::deleteSelected);
+    auto* backspace =
+        new QShortcut(QKeySequence(Qt::Key_Backspace), m_list, nullptr, nullptr, Qt::WidgetShortcut);
+    connect(backspace, &QShortcut::activated, this, &GalleryView::deleteSelected);
+    syncEmptyState();
+}
+
+const Project* GalleryView::selectedProject() const {
+    return m_model->project(m_list->currentIndex());
+}
+
+void GalleryView::activate(const QModelIndex& index) {
+    if (index.data(ProjectListModel::IsNewCardRole).toBool()) {
+        m_app.newProject();
+        return;
+    }
+    if (const Project* project = m_model->project(index))
+        m_app.open(*project);
+}
+
+void GalleryView::openSelected() {
+    activate(m_list->currentIndex());
+}
+
+void GalleryView::renameSelected() {
+    if (const Project* project = selectedProject())
+        m_app.setRenaming(*project);
+}
+
+void GalleryView::deleteSelected() {
+    if (const Project* project = selectedProject())
+        m_app.setDeleting(*project);
+}
+
+void GalleryView::beginRenaming() {
+    auto renaming = m_app.renaming();
+    if (!renaming || !isVisible())
+        return;
+    QModelIndex index = m_model->indexOf(renaming->id);
+    if (!index.isValid())
+        return;
+    m_list->setCurrentIndex(index);
+    m_list->edit(index);
+}
+
+void GalleryView::showContextMenu(const QPoint& position) {
+    QModelIndex index = m_list->indexAt(position);
+    const Project* project = m_model->project(index);
+    if (!project)
+        return;
+    m_list->setCurrentIndex(index);
+    Project target = *project;
+    QMenu menu(this);
+    menu.addAction(QStringLiteral("Open"), this, [this, target] { m_app.open(target); });
+    menu.addAction(QStringLiteral("Rename"), this, [this, target] { m_app.setRenaming(target); });
+    menu.addSeparator();
+    menu.addAction(QStringLiteral("Delete…"), this, [this, target] { m_app.setDeleting(target); });
+    menu.exec(m_list->viewport()->mapToGlobal(position));
+}
+
+void GalleryView::syncEmptyState() {
+    m_emptyHint->setVisible(m_app.projects().isEmpty());
+}
+
+} // namespace corvantis

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <QMainWindow>
+
+class QStackedWidget;
+
+namespace corvantis {
+
+class AppModel;
+class AppDelegate;
+class GalleryView;
+class ProjectView;
+class ToastView;
+
+// The one window: the gallery while no project is open, the project's views while one is. Closing it
+// quits the program in order: the app model closes everything first.
+class MainWindow : public QMainWindow {
+    Q_OBJECT
+public:
+    MainWindow(AppModel& app, AppDelegate& delegate, QWidget* parent = nullptr);
+
+    GalleryView* gallery() const { return m_gallery; }
+    ProjectView* projectView() const { return m_projectView; }
+    ToastView* toast() const { return m_toast; }
+
+    // The Quit command, SIGTERM and SIGINT all come here.
+    void requestQuit();
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
+
+private:
+    void buildMenus();
+    void syncTopState();
+    void syncNotice();
+    void confirmDelete();
+
+    AppModel& m_app;
+    AppDelegate& m_delegate;
+    QStackedWidget* m_stack;
+    GalleryView* m_gallery;
+    ProjectView* m_projectView;
+    ToastView* m_toast;
+    bool m_mayClose = false;
+};
+
+} // namespace corvantis
