@@ -1,0 +1,94 @@
+#include "ai/AILogin.h"
+
+#include "ai/AICommandError.h"
+#include "ai/AICommandLine.h"
+#include "ai/ClaudeCodeTransport.h"
+#include "ai/CodexTransport.h"
+
+#include <QDir>
+#include <QUrl>
+#include <qcoro/qcorosignal.h>
+
+namespace corvantis {
+
+AILogin::~AILogin() {
+    cancel();
+}
+
+std::optional<QString> AILogin::linkIn(const QString& line) {
+    const qsizetype start = line.indexOf(QLatin1String("https://"));
+    if (start < 0)
+        return std::nullopt;
+    qsizetype end = start;
+    while (end < line.size() && !line.at(end).isSpace())
+        ++end;
+    const QString text = line.mid(start, end - start);
+    if (!QUrl(text, QUrl::StrictMode).isValid())
+        return std::nullopt;
+    return text;
+}
+
+QCoro::Task<void> AILogin::run(std::function<void(const QString& link)> onLink) {
+    const AIProvider provider = m_provider;
+    const std::optional<QString> cli =
+        provider == AIProvider::claude ? ClaudeCodeTransport::locate() : CodexTransport::locate();
+    if (!cli)
+        throw AICommandError::notInstalled(provider);
+    QProcess process;
+    process.setProgram(*cli);
+    process.setArguments(provider == AIProvider::claude
+                             ? QStringList{QStringLiteral("auth"), QStringLiteral("login")}
+                             : QStringList{QStringLiteral("login")});
+    process.setProcessEnvironment(AICommandLine::environment(*cli));
+    process.setWorkingDirectory(QDir::tempPath());
+    bool linked = false;
+    auto readLines = [&](QProcess::ProcessChannel channel) {
+        process.setReadChannel(channel);
+        while (process.canReadLine() ||
+               (process.state() == QProcess::NotRunning && process.bytesAvailable() > 0)) {
+            const QString line = AICommandLine::cleanLine(process.readLine());
+            if (linked)
+                continue;
+            if (auto link = linkIn(line)) {
+                linked = true;
+                onLink(*link);
+            }
+        }
+    };
+    QObject::connect(&process, &QProcess::readyReadStandardOutput,
+                     [&] { readLines(QProcess::StandardOutput); });
+    QObject::connect(&process, &QProcess::readyReadStandardError,
+                     [&] { readLines(QProcess::StandardError); });
+    m_process = &process;
+    process.start();
+    // A program that can't be started is told by a change of state without `started`.
+    while (process.state() == QProcess::Starting)
+        co_await qCoro(&process, &QProcess::stateChanged);
+    if (process.error() == QProcess::FailedToStart)
+        throw AICommandError::failed(
+            QStringLiteral("Couldn't start %1: %2").arg(provider.tool(), process.errorString()));
+    if (process.state() != QProcess::NotRunning)
+        co_await qCoro(&process, &QProcess::finished);
+    readLines(QProcess::StandardOutput);
+    readLines(QProcess::StandardError);
+    process.disconnect();
+    // `this` may be gone by now (a destroyed login ends its process): only locals from here on.
+    if (process.exitStatus() != QProcess::NormalExit || process.exitCode() != 0)
+        throw AICommandError::failed(QStringLiteral("Signing in didn't finish."));
+}
+
+void AILogin::send(const QString& line) {
+    if (m_process && m_process->state() == QProcess::Running)
+        m_process->write(line.toUtf8() + '\n');
+}
+
+void AILogin::cancel() {
+    if (m_process && m_process->state() != QProcess::NotRunning)
+        m_process->kill();
+}
+
+bool AILogin::isRunning() const {
+    return m_process && m_process->state() != QProcess::NotRunning;
+}
+
+} // namespace corvantis

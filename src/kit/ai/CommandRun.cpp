@@ -1,0 +1,182 @@
+#include "ai/CommandRun.h"
+
+#include "ai/AICommandError.h"
+#include "ai/AICommandLine.h"
+
+#include <QDir>
+#include <QTimer>
+#include <qcoro/qcorosignal.h>
+
+namespace corvantis {
+
+namespace {
+
+// Wakes the reading loop whenever the process has something new: output, or its end.
+class Waker : public QObject {
+    Q_OBJECT
+public:
+    explicit Waker(QProcess* process) {
+        connect(process, &QProcess::readyReadStandardOutput, this, &Waker::changed);
+        connect(process, &QProcess::finished, this, &Waker::changed);
+        connect(process, &QProcess::errorOccurred, this, &Waker::changed);
+        connect(process, &QProcess::started, this, &Waker::changed);
+    }
+signals:
+    void changed();
+};
+
+// Seconds a terminated process gets to end before it is killed.
+constexpr int graceMs = 3000;
+
+} // namespace
+
+std::shared_ptr<CommandRun> CommandRun::make(const QString& cli, const QStringList& arguments,
+                                             const QByteArray& input, const QString& tool,
+                                             CancellationToken cancellation) {
+    return std::shared_ptr<CommandRun>(new CommandRun(cli, arguments, input, tool, std::move(cancellation)));
+}
+
+CommandRun::CommandRun(QString cli, QStringList arguments, QByteArray input, QString tool,
+                       CancellationToken cancellation)
+    : m_cli(std::move(cli))
+    , m_arguments(std::move(arguments))
+    , m_input(std::move(input))
+    , m_tool(std::move(tool))
+    , m_cancellation(std::move(cancellation)) {
+}
+
+bool CommandRun::timedOut() const {
+    std::lock_guard guard(m_lock);
+    return m_timedOut;
+}
+
+QString CommandRun::standardError() const {
+    std::lock_guard guard(m_lock);
+    return QString::fromUtf8(m_stderr);
+}
+
+void CommandRun::terminate() {
+    std::lock_guard guard(m_lock);
+    if (!m_process)
+        return;
+    // Queued, so that this is safe from any thread and never re-enters the reading loop.
+    QMetaObject::invokeMethod(
+        m_process.data(),
+        [process = m_process.data()] {
+            if (process->state() == QProcess::NotRunning)
+                return;
+            process->terminate();
+            QTimer::singleShot(graceMs, process, [process] {
+                if (process->state() != QProcess::NotRunning)
+                    process->kill();
+            });
+        },
+        Qt::QueuedConnection);
+}
+
+void CommandRun::startSleeper(double timeout) {
+    auto* timer = new QTimer();
+    timer->setSingleShot(true);
+    timer->setTimerType(Qt::PreciseTimer);
+    const std::weak_ptr<CommandRun> weak = shared_from_this();
+    QObject::connect(timer, &QTimer::timeout, [weak] {
+        auto run = weak.lock();
+        if (!run)
+            return;
+        {
+            std::lock_guard guard(run->m_lock);
+            run->m_timedOut = true;
+        }
+        run->terminate();
+    });
+    timer->start(static_cast<int>(timeout * 1000));
+    m_sleeper = timer;
+}
+
+void CommandRun::stopSleeper() {
+    delete m_sleeper.data();
+}
+
+QCoro::Task<CommandRun::Outcome> CommandRun::start(std::function<void(const QByteArray& line)> onLine) {
+    const auto self = shared_from_this();
+    QProcess process;
+    process.setProgram(m_cli);
+    process.setArguments(m_arguments);
+    process.setProcessEnvironment(AICommandLine::environment(m_cli));
+    process.setWorkingDirectory(QDir::tempPath());
+    QObject::connect(&process, &QProcess::readyReadStandardError, [this, &process] {
+        const QByteArray more = process.readAllStandardError();
+        std::lock_guard guard(m_lock);
+        m_stderr += more;
+        if (m_stderr.size() >= stderrLimit)
+            m_stderr = m_stderr.right(stderrKeep);
+    });
+    Waker waker(&process);
+    {
+        std::lock_guard guard(m_lock);
+        m_process = &process;
+    }
+    struct Forget {
+        CommandRun* run;
+        ~Forget() {
+            std::lock_guard guard(run->m_lock);
+            run->m_process = nullptr;
+        }
+    } forget{this};
+
+    process.start();
+    // A program that can't be started is told by errorOccurred alone, so wait for either.
+    while (process.state() == QProcess::Starting)
+        co_await qCoro(&waker, &Waker::changed);
+    if (process.error() == QProcess::FailedToStart)
+        throw AICommandError::failed(
+            QStringLiteral("Couldn't start %1: %2").arg(m_tool, process.errorString()));
+    process.write(m_input);
+    process.closeWriteChannel();
+    if (m_cancellation.isCancelled())
+        terminate();
+
+    QByteArray pending;
+    auto handLines = [&] {
+        qsizetype end;
+        while ((end = pending.indexOf('\n')) >= 0) {
+            QByteArray line = pending.left(end);
+            pending.remove(0, end + 1);
+            if (line.endsWith('\r'))
+                line.chop(1);
+            onLine(line);
+        }
+    };
+    while (true) {
+        pending += process.readAllStandardOutput();
+        handLines();
+        if (process.state() == QProcess::NotRunning)
+            break;
+        co_await qCoro(&waker, &Waker::changed);
+    }
+    pending += process.readAllStandardOutput();
+    handLines();
+    if (!pending.isEmpty())
+        onLine(pending);
+    process.disconnect();
+
+    m_cancellation.check();
+    QString standardError;
+    bool timedOut;
+    {
+        std::lock_guard guard(m_lock);
+        m_stderr += process.readAllStandardError();
+        if (m_stderr.size() >= stderrLimit)
+            m_stderr = m_stderr.right(stderrKeep);
+        standardError = QString::fromUtf8(m_stderr);
+        timedOut = m_timedOut;
+    }
+    if (timedOut)
+        throw AICommandError::failed(
+            QStringLiteral("The answer took too long. Try again, or a lower effort."));
+    co_return Outcome{process.exitCode(), standardError};
+}
+
+} // namespace corvantis
+
+#include "CommandRun.moc"
