@@ -43,8 +43,8 @@ struct WalkCell {
     double openLimit; // size² / theta²: the cell acts as one body when the distance² exceeds it
     double weight;    // charge × mass × alpha
     int self;         // the body of a leaf holding exactly one body, -1 otherwise
-    int children;     // first of four children, -1 for a leaf
-    int occupied;     // of an inner cell: bit k set when child k holds mass; empty cells are never visited
+    int kidCount;     // how many children hold mass; 0 for a leaf
+    int kids[4];      // those children in order; empty children are never visited
 };
 
 // The bodies sorted into squares of the collision reach. When the occupied squares span a compact
@@ -272,24 +272,22 @@ void prepareWalk(const ForceLayout& layout, Scratch& s) {
     for (std::size_t c = 0; c < cellCount; ++c) {
         const Cell& cell = s.cells[c];
         WalkCell& w = s.walk[c];
-        if (cell.mass > 0) {
-            w.comX = cell.cx / cell.mass;
-            w.comY = cell.cy / cell.mass;
-            w.openLimit = cell.size * cell.size / thetaSquared;
-            w.weight = layout.charge * cell.mass * layout.alpha;
-            w.self = (cell.children < 0 && cell.mass == 1) ? cell.body : -1;
-            w.children = cell.children;
-            w.occupied = 0;
-            if (cell.children >= 0) {
-                for (int k = 0; k < 4; ++k) {
-                    w.occupied |= s.cells[std::size_t(cell.children + k)].mass > 0 ? 1 << k : 0;
+        w.comX = cell.mass > 0 ? cell.cx / cell.mass : 0;
+        w.comY = cell.mass > 0 ? cell.cy / cell.mass : 0;
+        w.openLimit = cell.size * cell.size / thetaSquared;
+        w.weight = layout.charge * cell.mass * layout.alpha;
+        w.self = (cell.children < 0 && cell.mass == 1) ? cell.body : -1;
+        w.kidCount = 0;
+        w.kids[0] = w.kids[1] = w.kids[2] = w.kids[3] = 0;
+        if (cell.children >= 0) {
+            for (int k = 0; k < 4; ++k) {
+                if (s.cells[std::size_t(cell.children + k)].mass > 0) {
+                    w.kids[w.kidCount++] = cell.children + k;
                 }
             }
-        } else {
-            w = WalkCell{0, 0, 0, 0, -1, -1, 0};
         }
     }
-    s.stack.resize(cellCount);
+    s.stack.resize(cellCount + 4); // a push always writes four entries
 }
 
 // The order in which bodies walk the tree: leaf by leaf, depth first, so that consecutive walks take the
@@ -352,13 +350,14 @@ void applyCharge(const ForceLayout& layout, Scratch& s) {
             double dx = cell.comX - bx;
             double dy = cell.comY - by;
             double d2 = dx * dx + dy * dy;
-            if (cell.children >= 0 && !(cell.openLimit < d2)) {
-                // Children go on in order, so the last one comes off first.
-                for (int k = 0; k < 4; ++k) {
-                    if (cell.occupied & (1 << k)) {
-                        stack[top++] = cell.children + k;
-                    }
-                }
+            if (cell.kidCount > 0 && !(cell.openLimit < d2)) {
+                // Children go on in order, so the last one comes off first. Writing all four slots and
+                // moving the top by the count avoids a hard-to-predict branch per child.
+                stack[top] = cell.kids[0];
+                stack[top + 1] = cell.kids[1];
+                stack[top + 2] = cell.kids[2];
+                stack[top + 3] = cell.kids[3];
+                top += cell.kidCount;
                 continue;
             }
             if (d2 < 1) {
