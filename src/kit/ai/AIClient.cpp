@@ -46,7 +46,9 @@ QJsonObject AIClient::requestBody(const AIModel& model, const GraphSchema& schem
 
 QCoro::Task<CypherTranslation> AIClient::translate(QString question, GraphSchema schema, AIModel model,
                                                    QList<QueryFailure> failures) const {
-    co_return co_await send(requestBody(model, schema, question, failures), 120, &AIClient::parse);
+    // Arguments of a co_await are named first: GCC 12 may destroy temporaries there twice.
+    const QJsonObject body = requestBody(model, schema, question, failures);
+    co_return co_await send(body, 120, &AIClient::parse);
 }
 
 QJsonObject AIClient::withEffort(QJsonObject body, const std::optional<AIEffort>& effort) {

@@ -67,8 +67,14 @@ bool isInstalled(AIProvider provider) {
 QCoro::Task<Captured> capture(QString program, QStringList arguments, double timeout) {
     auto run = CommandRun::make(program, arguments, QByteArray(), QFileInfo(program).fileName());
     QList<QByteArray> lines;
-    const CommandRun::Outcome outcome = co_await run->guarded<CommandRun::Outcome>(
-        timeout, [&]() { return run->start([&](const QByteArray& line) { lines.append(line); }); });
+    // Arguments of a co_await are named first: GCC 12 may destroy temporaries there twice.
+    const std::function<void(const QByteArray&)> onLine = [&](const QByteArray& line) {
+        lines.append(line);
+    };
+    const std::function<QCoro::Task<CommandRun::Outcome>()> operation = [&]() {
+        return run->start(onLine);
+    };
+    const CommandRun::Outcome outcome = co_await run->guarded<CommandRun::Outcome>(timeout, operation);
     co_return Captured{outcome.exitCode, lines.join('\n'), outcome.standardError.toUtf8()};
 }
 
@@ -93,7 +99,6 @@ QCoro::Task<std::optional<QString>> version(AIProvider provider) {
         co_return std::nullopt;
     std::optional<Captured> captured;
     try {
-        // A named list: GCC 12 can't take a braced list inside co_await.
         const QStringList arguments{QStringLiteral("--version")};
         captured = co_await capture(*cli, arguments);
     } catch (const AICommandError&) {
@@ -118,11 +123,12 @@ QCoro::Task<void> update(AIProvider provider, std::function<void(const QString&)
         throw AICommandError::notInstalled(provider);
     const QStringList arguments{QStringLiteral("update")};
     auto run = CommandRun::make(*cli, arguments, QByteArray(), provider.tool(), cancellation);
-    const CommandRun::Outcome outcome = co_await run->start([&](const QByteArray& line) {
+    const std::function<void(const QByteArray&)> cleaned = [&](const QByteArray& line) {
         const QString text = cleanLine(line);
         if (!text.isEmpty())
             onLine(text);
-    });
+    };
+    const CommandRun::Outcome outcome = co_await run->start(cleaned);
     if (outcome.exitCode != 0)
         throw AICommandError::failed(provider.tool() + QStringLiteral(" couldn't update."));
 }

@@ -82,12 +82,15 @@ QCoro::Task<QJsonObject> ClaudeCodeTransport::send(QJsonObject body, double time
                                 cancellation);
     ClaudeCodeStream stream;
     ThinkingThrottle throttle(onThinking);
-    const CommandRun::Outcome outcome = co_await run->guarded<CommandRun::Outcome>(timeout, [&]() {
-        return run->start([&](const QByteArray& line) {
-            if (stream.consume(line))
-                throttle.changed(stream.thinking());
-        });
-    });
+    // Arguments of a co_await are named first: GCC 12 may destroy temporaries there twice.
+    const std::function<void(const QByteArray&)> onLine = [&](const QByteArray& line) {
+        if (stream.consume(line))
+            throttle.changed(stream.thinking());
+    };
+    const std::function<QCoro::Task<CommandRun::Outcome>()> operation = [&]() {
+        return run->start(onLine);
+    };
+    const CommandRun::Outcome outcome = co_await run->guarded<CommandRun::Outcome>(timeout, operation);
     throttle.finish(stream.thinking());
     co_return stream.response(outcome.standardError, outcome.exitCode);
 }

@@ -1,6 +1,6 @@
 #include "ai/ClaudeCodeTransport.h"
 
-#include "ToolHome.h"
+#include "support/ToolHome.h"
 #include "ai/AIClient.h"
 #include "ai/AICommandError.h"
 #include "ai/AIError.h"

@@ -1,4 +1,4 @@
-#include "ToolHome.h"
+#include "support/ToolHome.h"
 #include "ai/AICommandError.h"
 #include "ai/AICommandLine.h"
 #include "ai/AILogin.h"

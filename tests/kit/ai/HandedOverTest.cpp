@@ -1,7 +1,7 @@
 // What leaves the machine on a translation and on a repair: the question, the shape and, on a repair,
 // the failed query with the database's error. The stand-in tools record everything they are handed,
 // and the record must hold exactly that.
-#include "ToolHome.h"
+#include "support/ToolHome.h"
 #include "ai/AIClient.h"
 #include "ai/ClaudeCodeTransport.h"
 #include "ai/CodexTransport.h"
