@@ -86,6 +86,20 @@ struct Scratch {
 
 thread_local Scratch scratch;
 
+// Scratch arrays change size from tick to tick as bodies move. They grow with headroom, so that a running
+// simulation soon stops allocating, and never shrink.
+template <typename T> void fit(std::vector<T>& array, std::size_t size) {
+    if (size > array.capacity()) {
+        array.reserve(std::max(size + size / 4, 2 * array.capacity()));
+    }
+    array.resize(size);
+}
+
+template <typename T> void fitFilled(std::vector<T>& array, std::size_t size, const T& value) {
+    fit(array, size);
+    std::fill(array.begin(), array.end(), value);
+}
+
 std::uint64_t squareKey(std::int32_t gx, std::int32_t gy) {
     return (std::uint64_t(std::uint32_t(gx)) << 32) | std::uint32_t(gy);
 }
@@ -169,7 +183,7 @@ void applyLinks(const ForceLayout& layout, Scratch& s) {
         return;
     }
     const std::size_t count = layout.bodies.size();
-    s.degree.assign(count, 0.0);
+    fitFilled(s.degree, count, 0.0);
     for (const ForceLayout::Link& link : layout.links) {
         s.degree[link.a] += 1;
         s.degree[link.b] += 1;
@@ -218,7 +232,9 @@ void buildTree(Scratch& s, std::size_t count) {
     }
     std::vector<Cell>& cells = s.cells;
     cells.clear();
-    cells.reserve(3 * count);
+    if (cells.capacity() < 3 * count) {
+        cells.reserve(3 * count);
+    }
     const double size = std::max({maxX - minX, maxY - minY, 1.0}) + 2;
     cells.push_back(Cell{minX - 1, minY - 1, size, 0, 0, 0, -1, -1});
 
@@ -268,7 +284,7 @@ void buildTree(Scratch& s, std::size_t count) {
 
 void prepareWalk(const ForceLayout& layout, Scratch& s) {
     const std::size_t cellCount = s.cells.size();
-    s.walk.resize(cellCount);
+    fit(s.walk, cellCount);
     for (std::size_t c = 0; c < cellCount; ++c) {
         const Cell& cell = s.cells[c];
         WalkCell& w = s.walk[c];
@@ -287,7 +303,7 @@ void prepareWalk(const ForceLayout& layout, Scratch& s) {
             }
         }
     }
-    s.stack.resize(cellCount + 4); // a push always writes four entries
+    fit(s.stack, cellCount + 4); // a push always writes four entries
 }
 
 // The order in which bodies walk the tree: leaf by leaf, depth first, so that consecutive walks take the
@@ -295,7 +311,7 @@ void prepareWalk(const ForceLayout& layout, Scratch& s) {
 // the order changes nothing in the result. Bodies beyond the depth cap, stored in no leaf, come last.
 void orderWalk(Scratch& s, std::size_t count) {
     s.walkOrder.clear();
-    s.walked.assign(count, 0);
+    fitFilled(s.walked, count, static_cast<unsigned char>(0));
     int top = 0;
     s.stack[std::size_t(top++)] = 0;
     while (top > 0) {
@@ -375,9 +391,9 @@ void applyCharge(const ForceLayout& layout, Scratch& s) {
 }
 
 void buildGrid(CollisionGrid& g, const Scratch& s, std::size_t count, double reach) {
-    g.gx.resize(count);
-    g.gy.resize(count);
-    g.bodySquare.resize(count);
+    fit(g.gx, count);
+    fit(g.gy, count);
+    fit(g.bodySquare, count);
     std::int32_t lowX = 0, highX = 0, lowY = 0, highY = 0;
     for (std::size_t i = 0; i < count; ++i) {
         const std::int32_t gx = gridCoordinate(s.x[i], reach);
@@ -405,8 +421,8 @@ void buildGrid(CollisionGrid& g, const Scratch& s, std::size_t count, double rea
     } else {
         const std::size_t capacity = std::bit_ceil(std::max<std::size_t>(2 * count, 16));
         g.shift = 64 - unsigned(std::countr_zero(capacity));
-        g.slotKeys.resize(capacity);
-        g.slotSquares.assign(capacity, -1);
+        fit(g.slotKeys, capacity);
+        fitFilled(g.slotSquares, capacity, -1);
         const std::size_t mask = capacity - 1;
         for (std::size_t i = 0; i < count; ++i) {
             const std::uint64_t key = squareKey(g.gx[i], g.gy[i]);
@@ -420,19 +436,20 @@ void buildGrid(CollisionGrid& g, const Scratch& s, std::size_t count, double rea
             }
             g.bodySquare[i] = g.slotSquares[slot];
         }
-        g.neighbours.assign(squares * 9, -2);
+        fitFilled(g.neighbours, squares * 9, -2);
     }
 
     // Counting sort of the bodies by square, ascending by index within each square.
-    g.start.assign(squares + 1, 0);
+    fitFilled(g.start, squares + 1, 0);
     for (std::size_t i = 0; i < count; ++i) {
         g.start[std::size_t(g.bodySquare[i]) + 1] += 1;
     }
     for (std::size_t q = 0; q < squares; ++q) {
         g.start[q + 1] += g.start[q];
     }
-    g.fill.assign(g.start.begin(), g.start.end() - 1);
-    g.members.resize(count);
+    fit(g.fill, squares);
+    std::copy(g.start.begin(), g.start.end() - 1, g.fill.begin());
+    fit(g.members, count);
     for (std::size_t i = 0; i < count; ++i) {
         g.members[std::size_t(g.fill[std::size_t(g.bodySquare[i])]++)] = int(i);
     }
@@ -556,11 +573,11 @@ void ForceLayout::tick() {
 
     Scratch& s = scratch;
     const std::size_t count = bodies.size();
-    s.x.resize(count);
-    s.y.resize(count);
-    s.vx.resize(count);
-    s.vy.resize(count);
-    s.pinned.resize(count);
+    fit(s.x, count);
+    fit(s.y, count);
+    fit(s.vx, count);
+    fit(s.vy, count);
+    fit(s.pinned, count);
     for (std::size_t i = 0; i < count; ++i) {
         const Body& body = bodies[i];
         s.x[i] = body.x;

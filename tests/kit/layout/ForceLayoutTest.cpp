@@ -1,10 +1,34 @@
 #include "layout/ForceLayout.h"
 
+#include <atomic>
 #include <cmath>
+#include <cstdlib>
 #include <gtest/gtest.h>
 #include <limits>
+#include <new>
 #include <random>
 #include <thread>
+
+// Counts every allocation of this test program, so that a test can tell whether ticking allocates.
+namespace {
+std::atomic<long> allocations{0};
+}
+
+void* operator new(std::size_t size) {
+    allocations.fetch_add(1, std::memory_order_relaxed);
+    if (void* memory = std::malloc(size == 0 ? 1 : size)) {
+        return memory;
+    }
+    throw std::bad_alloc();
+}
+
+void operator delete(void* memory) noexcept {
+    std::free(memory);
+}
+
+void operator delete(void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
 
 using corvantis::ForceLayout;
 using Body = ForceLayout::Body;
@@ -237,6 +261,31 @@ TEST(ForceLayoutTick, CopiesTickAloneAndAgreeBitForBit) {
             ASSERT_EQ(here.bodies[i].x, original.bodies[i].x);
             ASSERT_EQ(here.bodies[i].y, original.bodies[i].y);
         }
+    }
+}
+
+TEST(ForceLayoutTick, WarmTicksAllocateNothing) {
+    // Bodies close together (the dense collision grid) and spread far apart (the hashed grid).
+    for (double spread : {800.0, 5e7}) {
+        SCOPED_TRACE(spread);
+        std::mt19937_64 random(11);
+        std::uniform_real_distribution<double> coordinate(-spread, spread);
+        std::vector<Body> bodies;
+        std::vector<Link> links;
+        for (int i = 0; i < 3000; ++i) {
+            bodies.emplace_back(coordinate(random), coordinate(random));
+            links.push_back(Link{i, (i * 7 + 1) % 3000});
+        }
+        ForceLayout layout(std::move(bodies), std::move(links), 1.0);
+        // While the bodies spread out or gather, the scratch space grows a few times, then stays.
+        for (int t = 0; t < 60; ++t) {
+            layout.tick();
+        }
+        const long before = allocations.load();
+        for (int t = 0; t < 40; ++t) {
+            layout.tick();
+        }
+        EXPECT_EQ(allocations.load() - before, 0);
     }
 }
 
