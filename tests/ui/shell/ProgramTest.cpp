@@ -1,0 +1,65 @@
+#include "support/Json.h"
+#include "support/TestSupport.h"
+
+#include <QDir>
+#include <QProcess>
+#include <QSettings>
+#include <QTemporaryDir>
+#include <QThread>
+#include <csignal>
+#include <gtest/gtest.h>
+
+using namespace corvantis;
+
+namespace {
+
+// Starts the real program offscreen against its own data and settings folders.
+struct Program {
+    QTemporaryDir home;
+    QTemporaryDir config;
+    QProcess process;
+
+    void start() {
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert("QT_QPA_PLATFORM", "offscreen");
+        env.insert("CORVANTIS_HOME", home.path());
+        env.insert("XDG_CONFIG_HOME", config.path());
+        process.setProcessEnvironment(env);
+        process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        process.start(QStringLiteral(CORVANTIS_BIN_DIR "/corvantis"), {});
+        ASSERT_TRUE(process.waitForStarted(10000));
+    }
+    QString settingsFile() const { return config.filePath("Corvantis/Corvantis.conf"); }
+};
+
+} // namespace
+
+TEST(Program, QuitsInOrderOnSigtermAndSigint) {
+    for (int signal : {SIGTERM, SIGINT}) {
+        Program program;
+        // A project to reopen, named as the last one in the user's settings.
+        QString root = program.home.filePath("Projects");
+        QDir().mkpath(root);
+        {
+            QSettings settings(program.settingsFile(), QSettings::NativeFormat);
+            settings.setValue("apiKey", "old");
+            settings.setValue("queryMode", "vector");
+        }
+        program.start();
+        // The data root follows CORVANTIS_HOME: the program creates it at start.
+        ASSERT_TRUE(test::waitUntil([&] { return QDir(root).exists(); }, 10000));
+        // Give the window time to come up; an early signal must be handled the same way.
+        QThread::msleep(800);
+        ::kill(static_cast<pid_t>(program.process.processId()), signal);
+        ASSERT_TRUE(program.process.waitForFinished(15000))
+            << "the program did not quit on signal " << signal;
+        // Killed by the signal's default action, it would end with a crash exit.
+        EXPECT_EQ(program.process.exitStatus(), QProcess::NormalExit);
+        EXPECT_EQ(program.process.exitCode(), 0);
+
+        // The start-up sequence ran: the old key is gone, and the stored mode was kept.
+        QSettings settings(program.settingsFile(), QSettings::NativeFormat);
+        EXPECT_FALSE(settings.contains("apiKey"));
+        EXPECT_EQ(settings.value("queryMode").toString(), "vector");
+    }
+}
