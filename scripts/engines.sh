@@ -39,13 +39,20 @@ fetch_npm() {
 }
 
 
+# The work folder of an engine build is fixed, so that a build that was interrupted (a closed terminal,
+# a session that ended) goes on where it stopped instead of starting again.
 build_lbug() {
-  local work; work=$(mktemp -d "$cache/.lbug-build.XXXXXX")
+  local work="$cache/.work-lbug-$LBUG_VERSION-$compiler"
+  mkdir -p "$work"
   say "building LadybugDB $LBUG_VERSION into $lbug_dir (about 40 minutes on two cores, once)"
-  local tgz; tgz=$(fetch_npm "lbug@$LBUG_VERSION" "$work" "$LBUG_INTEGRITY")
-  tar xzf "$tgz" -C "$work" package/lbug-source
   local src=$work/package/lbug-source log=$work/build.log
-  cmake -S "$src" -B "$work/build" -G Ninja -DCMAKE_BUILD_TYPE=Release \
+  if [ ! -f "$src/.extracted" ]; then
+    local tgz; tgz=$(fetch_npm "lbug@$LBUG_VERSION" "$work" "$LBUG_INTEGRITY")
+    tar xzf "$tgz" -C "$work" package/lbug-source
+    rm -f "$tgz"
+    touch "$src/.extracted"
+  fi
+  [ -f "$work/build/build.ninja" ] || cmake -S "$src" -B "$work/build" -G Ninja -DCMAKE_BUILD_TYPE=Release \
     -DBUILD_SHELL=FALSE -DBUILD_TESTS=FALSE -DBUILD_BENCHMARK=FALSE -DBUILD_EXTENSIONS="" \
     -DBUILD_SINGLE_FILE_HEADER=FALSE -DAUTO_UPDATE_GRAMMAR=FALSE -DBUILD_EXAMPLES=FALSE \
     -DENABLE_BACKTRACES=FALSE >"$log" 2>&1 || { tail -n 40 "$log" >&2; exit 1; }
@@ -60,16 +67,22 @@ build_lbug() {
 }
 
 build_llama() {
-  local work; work=$(mktemp -d "$cache/.llama-build.XXXXXX")
+  local work="$cache/.work-llama-$LLAMA_TAG-$compiler"
+  mkdir -p "$work"
   say "building llama.cpp $LLAMA_TAG into $llama_dir (a few minutes, once)"
-  local tgz; tgz=$(fetch_npm "node-llama-cpp@$NLC_VERSION" "$work" "$NLC_INTEGRITY")
-  tar xzf "$tgz" -C "$work" package/llama/gitRelease.bundle
-  git clone --quiet "$work/package/llama/gitRelease.bundle" "$work/src"
+  if [ ! -f "$work/src/.cloned" ]; then
+    rm -rf "$work/src"
+    local tgz; tgz=$(fetch_npm "node-llama-cpp@$NLC_VERSION" "$work" "$NLC_INTEGRITY")
+    tar xzf "$tgz" -C "$work" package/llama/gitRelease.bundle
+    git clone --quiet "$work/package/llama/gitRelease.bundle" "$work/src"
+    rm -rf "$tgz" "$work/package"
+    touch "$work/src/.cloned"
+  fi
   local log=$work/build.log
   # x86-64-v3 rather than -march=native: the cache may outlive the exact processor it was built on.
   local cpu=()
   if [ "$(uname -m)" = x86_64 ]; then cpu=(-DGGML_NATIVE=OFF -DGGML_AVX=ON -DGGML_AVX2=ON -DGGML_FMA=ON -DGGML_F16C=ON); fi
-  cmake -S "$work/src" -B "$work/build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DBUILD_SHARED_LIBS=ON \
+  [ -f "$work/build/build.ninja" ] || cmake -S "$work/src" -B "$work/build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DBUILD_SHARED_LIBS=ON \
     -DLLAMA_BUILD_TESTS=OFF -DLLAMA_BUILD_EXAMPLES=OFF -DLLAMA_BUILD_SERVER=OFF -DLLAMA_BUILD_TOOLS=OFF \
     -DLLAMA_CURL=OFF -DGGML_OPENMP=OFF \
     "${cpu[@]}" >"$log" 2>&1 || { tail -n 40 "$log" >&2; exit 1; }
