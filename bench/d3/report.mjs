@@ -20,11 +20,14 @@ const median = (values) => {
 };
 
 console.log(`\nOne tick, milliseconds: median over ${runs} runs of the median tick of each run`);
-console.log('  bodies   ticks/run   ForceLayout    d3-force   d3-force / ForceLayout');
+console.log('  bodies   ticks/run   ForceLayout    d3-force   d3-force / ForceLayout' +
+  '   ForceLayout range     d3-force range');
 for (const size of [...times.keys()].sort((a, b) => a - b)) {
   const { ours, d3, ticks } = times.get(size);
   const a = median(ours);
   const b = median(d3);
+  const range = (values) => `${Math.min(...values).toFixed(3)}-${Math.max(...values).toFixed(3)}`;
   console.log(`${String(size).padStart(8)}   ${String(ticks).padStart(9)}   ${a.toFixed(3).padStart(11)}` +
-    `   ${b.toFixed(3).padStart(9)}   ${(b / a).toFixed(1).padStart(21)}x`);
+    `   ${b.toFixed(3).padStart(9)}   ${(b / a).toFixed(1).padStart(21)}x` +
+    `   ${range(ours).padStart(17)}   ${range(d3).padStart(16)}`);
 }

@@ -8,6 +8,7 @@
 #include <QSet>
 #include <QString>
 #include <QStringList>
+#include <array>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -19,6 +20,7 @@ namespace corvantis {
 // turns, stack columns. A pure value, computed in one pass by the constructor.
 struct Arrangement {
     enum class Form { rows, rings, spiral, stacks };
+    static constexpr std::array<Form, 4> allForms{Form::rows, Form::rings, Form::spiral, Form::stacks};
     enum class Spacing { value, even };
 
     // The lane key of items without a lane: a NUL character before "none", so no typed text can match.

@@ -52,7 +52,8 @@ TEST(LayoutValues, OrderPutsNumbersFirstAndReadsTextLikeAFileManager) {
 }
 
 TEST(LayoutValues, FormsDecodeLeniently) {
-    for (Form form : {Form::rows, Form::rings, Form::spiral, Form::stacks}) {
+    ASSERT_EQ(Arrangement::allForms.size(), 4u);
+    for (Form form : Arrangement::allForms) {
         EXPECT_EQ(Arrangement::formFromText(Arrangement::formText(form)), form);
     }
     EXPECT_EQ(Arrangement::formFromText(QStringLiteral("bloom")), Form::spiral);
