@@ -27,6 +27,27 @@ AIEffort storedEffort(const QVariant& stored, AIEffort fallback, const AIModel& 
     return model.nearest(effort);
 }
 
+QSet<QUuid> uuidSet(const QVariant& stored) {
+    QSet<QUuid> ids;
+    for (const QString& text : stored.toStringList())
+        if (auto id = json::parseUuid(text))
+            ids.insert(*id);
+    return ids;
+}
+
+// Sorted, so that the same set is always written alike.
+QStringList uuidTexts(const QSet<QUuid>& ids) {
+    QStringList texts;
+    for (const QUuid& id : ids)
+        texts << json::uuidText(id);
+    texts.sort();
+    return texts;
+}
+
+QString scopeKey(const char* prefix, const QUuid& project) {
+    return QString::fromLatin1(prefix) + json::uuidText(project);
+}
+
 } // namespace
 
 Settings::Settings()
@@ -130,6 +151,30 @@ void Settings::remove(const QString& key) {
 
 void Settings::sync() {
     m_settings->sync();
+}
+
+bool Settings::addsByHand() const {
+    return m_settings->value("graph.addsByHand", false).toBool();
+}
+
+void Settings::setAddsByHand(bool byHand) {
+    m_settings->setValue("graph.addsByHand", byHand);
+}
+
+QSet<QUuid> Settings::searchScope(const QUuid& project) const {
+    return uuidSet(m_settings->value(scopeKey("searchScope.", project)));
+}
+
+void Settings::setSearchScope(const QUuid& project, const QSet<QUuid>& excluded) {
+    m_settings->setValue(scopeKey("searchScope.", project), uuidTexts(excluded));
+}
+
+QSet<QUuid> Settings::textScope(const QUuid& project) const {
+    return uuidSet(m_settings->value(scopeKey("textScope.", project)));
+}
+
+void Settings::setTextScope(const QUuid& project, const QSet<QUuid>& excluded) {
+    m_settings->setValue(scopeKey("textScope.", project), uuidTexts(excluded));
 }
 
 } // namespace corvantis

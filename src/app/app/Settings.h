@@ -4,6 +4,7 @@
 #include "app/AppEnums.h"
 #include "app/ModelChoice.h"
 
+#include <QSet>
 #include <QSettings>
 #include <QUuid>
 #include <memory>
@@ -48,6 +49,17 @@ public:
     std::optional<QUuid> lastProject() const;
     void setLastProject(const QUuid& id);
     void removeLastProject();
+
+    // "graph.addsByHand": the default way of adding in Build; false when absent.
+    bool addsByHand() const;
+    void setAddsByHand(bool byHand);
+
+    // "searchScope.{project id}" and "textScope.{project id}": the property ids a project leaves out of
+    // search by meaning and of word search. Entries that are not UUIDs are dropped on reading.
+    QSet<QUuid> searchScope(const QUuid& project) const;
+    void setSearchScope(const QUuid& project, const QSet<QUuid>& excluded);
+    QSet<QUuid> textScope(const QUuid& project) const;
+    void setTextScope(const QUuid& project, const QSet<QUuid>& excluded);
 
     // An old key that is removed at every start and never read.
     void removeApiKey();
