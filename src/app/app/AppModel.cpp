@@ -1,5 +1,6 @@
 #include "app/AppModel.h"
 
+#include "ai/AIConnection.h"
 #include "graph/ProjectSession.h"
 #include "support/UserFacingError.h"
 
@@ -19,8 +20,9 @@ AppModel::AppModel(std::unique_ptr<Settings> settings, const QString& libraryRoo
     : QObject(parent)
     , m_settings(std::move(settings))
     , m_library(libraryRoot) {
-    // The connections to the two command-line tools, the connector's client entries and the publisher
-    // are built here once they exist.
+    for (AIProvider provider : AIProvider::allCases())
+        m_connections.insert(provider, new AIConnection(provider, this));
+    // The connector's client entries and the publisher are built here once they exist.
     m_allowsMCP = m_settings->mcpEnabled();
     m_sidebarHidden = m_settings->sidebarHidden();
 
@@ -32,6 +34,8 @@ AppModel::AppModel(std::unique_ptr<Settings> settings, const QString& libraryRoo
     m_queryMode = m_settings->queryMode();
     m_appearance = m_settings->appearance();
     m_settings->removeApiKey();
+    // Only the selected provider's tool is asked now; the other one when the person selects it.
+    m_connections.value(m_provider)->refresh();
 
     m_projects = m_library.projects();
 
@@ -54,8 +58,14 @@ void AppModel::setProvider(AIProvider provider) {
         return;
     m_provider = provider;
     m_settings->setProvider(provider);
+    m_connections.value(provider)->refresh();
     emit providerChanged();
     emit choiceChanged();
+}
+
+bool AppModel::canUseAI() const {
+    const AIConnection* connection = m_connections.value(m_provider);
+    return connection->installed() && !connection->signedOut();
 }
 
 void AppModel::updateChoice(const std::function<void(ModelChoice&)>& change) {

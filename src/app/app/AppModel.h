@@ -14,6 +14,7 @@
 
 namespace corvantis {
 
+class AIConnection;
 class ProjectSession;
 
 // What the command palette lists.
@@ -37,8 +38,13 @@ public:
     // The open project, or nullptr while the gallery shows.
     ProjectSession* session() const { return m_session; }
 
+    // The selected provider; choosing one stores it and refreshes that provider's connection.
     AIProvider provider() const { return m_provider; }
     void setProvider(AIProvider provider);
+    // One connection per provider, built once at start.
+    AIConnection* connection(AIProvider provider) const { return m_connections.value(provider); }
+    // The selected provider's tool is installed and someone is signed in.
+    bool canUseAI() const;
     ModelChoice choice(AIProvider provider) const { return m_choices.value(provider); }
     AIModel model() const { return choice(m_provider).model; }
     void setModel(const AIModel& model);
@@ -116,6 +122,7 @@ private:
     QList<Project> m_projects;
     ProjectSession* m_session = nullptr;
     AIProvider m_provider = AIProvider::claude;
+    QHash<AIProvider, AIConnection*> m_connections;
     QHash<AIProvider, ModelChoice> m_choices;
     bool m_allowsMCP = true;
     QueryMode m_queryMode = QueryMode::Auto;
