@@ -111,13 +111,14 @@ std::uint64_t mixKey(std::uint64_t key) {
     return key;
 }
 
+// A position far outside any canvas, or not a number at all (a damaged saved layout), still gets a
+// square at the grid's edge: its collisions are then meaningless, but nothing stops.
 std::int32_t gridCoordinate(double value, double reach) {
     const double square = std::floor(value / reach);
-    if (!(square >= double(std::numeric_limits<std::int32_t>::min()) &&
-          square <= double(std::numeric_limits<std::int32_t>::max()))) {
-        qFatal("ForceLayout: a body at %g lies outside the collision grid", value);
-    }
-    return std::int32_t(square);
+    if (std::isnan(square))
+        return 0;
+    return std::int32_t(std::clamp(square, double(std::numeric_limits<std::int32_t>::min()),
+                                   double(std::numeric_limits<std::int32_t>::max())));
 }
 
 int quadrant(const Cell& cell, double x, double y) {

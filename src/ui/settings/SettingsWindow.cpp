@@ -2,6 +2,7 @@
 
 #include "app/AppModel.h"
 #include "design/Theme.h"
+#include "settings/AIPane.h"
 
 #include <QComboBox>
 #include <QFormLayout>
@@ -22,6 +23,7 @@ SettingsWindow::SettingsWindow(AppModel& app, QWidget* parent)
     layout->addWidget(m_panes);
     m_panes->setDocumentMode(true);
     m_panes->addTab(makeGeneralPane(), QStringLiteral("General"));
+    m_panes->addTab(new AIPane(app, m_panes), QStringLiteral("AI"));
 }
 
 QWidget* SettingsWindow::makeGeneralPane() {

@@ -379,3 +379,15 @@ TEST(ForceLayoutGuides, BoxesHoldBodiesAndAStrayYIsIgnored) {
     EXPECT_EQ(layout.bodies[0].x, 0);
     EXPECT_NEAR(layout.bodies[3].y, 40, 1);
 }
+
+TEST(ForceLayoutTick, PositionsFromADamagedLayoutNeverStopTheTick) {
+    // Positions read from a damaged file may lie far outside any grid; the tick goes on, and bodies
+    // near each other still settle as usual.
+    ForceLayout layout({Body(0, 0), Body(1e300, -1e300), Body(40, 40)}, {}, 1.0);
+    for (int i = 0; i < 5; ++i)
+        layout.tick();
+    EXPECT_TRUE(std::isfinite(layout.bodies[0].x));
+    EXPECT_TRUE(std::isfinite(layout.bodies[2].y));
+    EXPECT_GT(std::hypot(layout.bodies[2].x - layout.bodies[0].x, layout.bodies[2].y - layout.bodies[0].y),
+              std::hypot(40.0, 40.0)); // the near pair pushed apart
+}
