@@ -6,6 +6,7 @@
 #include "graph/ProjectSession.h"
 #include "graph/ProjectView.h"
 #include "library/GalleryView.h"
+#include "settings/SettingsWindow.h"
 #include "shell/ToastView.h"
 
 #include <QActionGroup>
@@ -62,6 +63,9 @@ void MainWindow::buildMenus() {
     QAction* closeProject = file->addAction(QStringLiteral("Close Project"), &m_app, &AppModel::showGallery);
     closeProject->setShortcut(QKeySequence::Close);
     file->addSeparator();
+    QAction* settings = file->addAction(QStringLiteral("Settings…"), this, &MainWindow::showSettings);
+    settings->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Comma));
+    settings->setMenuRole(QAction::PreferencesRole);
     QAction* quit = file->addAction(QStringLiteral("Quit"), this, &MainWindow::requestQuit);
     quit->setShortcut(QKeySequence::Quit);
     quit->setMenuRole(QAction::QuitRole);
@@ -128,6 +132,14 @@ void MainWindow::confirmDelete() {
     m_app.setDeleting(std::nullopt);
     if (box.clickedButton() == remove)
         m_app.remove(target);
+}
+
+void MainWindow::showSettings() {
+    if (!m_settings)
+        m_settings = new SettingsWindow(m_app, this);
+    m_settings->show();
+    m_settings->raise();
+    m_settings->activateWindow();
 }
 
 void MainWindow::requestQuit() {

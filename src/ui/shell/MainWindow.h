@@ -10,6 +10,7 @@ class AppModel;
 class AppDelegate;
 class GalleryView;
 class ProjectView;
+class SettingsWindow;
 class ToastView;
 
 // The one window: the gallery while no project is open, the project's views while one is. Closing it
@@ -34,6 +35,7 @@ private:
     void syncTopState();
     void syncNotice();
     void confirmDelete();
+    void showSettings();
 
     AppModel& m_app;
     AppDelegate& m_delegate;
@@ -41,6 +43,7 @@ private:
     GalleryView* m_gallery;
     ProjectView* m_projectView;
     ToastView* m_toast;
+    SettingsWindow* m_settings = nullptr;
     bool m_mayClose = false;
 };
 
