@@ -1,0 +1,31 @@
+#pragma once
+
+#include "schema/DefaultFill.h"
+#include "schema/GraphSchema.h"
+#include "store/ValueReplacement.h"
+
+#include <QList>
+#include <QStringList>
+#include <optional>
+
+// Turns the difference between two shapes into what brings the database from one to the other. Types
+// and properties are matched by id, never by name, so a rename keeps its data. No database is touched
+// here. An absent `from` is the empty shape.
+namespace corvantis::DDLBuilder {
+
+// The DDL statements, in the order the database needs them: pairs and tables that go, then node
+// tables (renamed, altered or created), then relationship tables.
+QStringList statements(const std::optional<GraphSchema>& from, const GraphSchema& to);
+// Defaults to write into existing rows of tables that both shapes have (node types first).
+QList<DefaultFill> fills(const std::optional<GraphSchema>& from, const GraphSchema& to);
+// Renamed choice options to rewrite in existing rows of tables that both shapes have.
+QList<ValueReplacement> replacements(const std::optional<GraphSchema>& from, const GraphSchema& to);
+
+// The statements that rename a table; through "{new}_renaming" when the names differ only by case,
+// since the database's names ignore case.
+QStringList renameTable(const QString& oldName, const QString& newName);
+// The statements that bring a table's columns from `oldProperties` to `newProperties`.
+QStringList propertyChanges(const QString& table, const QList<PropertyDef>& oldProperties,
+                            const QList<PropertyDef>& newProperties);
+
+} // namespace corvantis::DDLBuilder

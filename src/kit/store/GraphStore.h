@@ -1,0 +1,46 @@
+#pragma once
+
+#include "schema/DefaultFill.h"
+#include "schema/GraphValue.h"
+#include "schema/QueryOutput.h"
+#include "store/ValueReplacement.h"
+
+#include <QList>
+#include <QString>
+#include <QStringList>
+
+namespace corvantis {
+
+// The one door to a project's database: every Cypher text that changes data, and every read of
+// records, goes through it. Every operation fails with GraphStoreError.
+class GraphStore {
+public:
+    virtual ~GraphStore() = default;
+
+    // Runs migration statements as one transaction; an empty list sends nothing.
+    virtual void execute(const QStringList& statements) = 0;
+    // Writes defaults into existing rows, in one transaction; an empty list sends nothing.
+    virtual void fill(const QList<DefaultFill>& fills) = 0;
+    // Rewrites one choice value to another, in one transaction; an empty list sends nothing.
+    virtual void replace(const QList<ValueReplacement>& replacements) = 0;
+
+    virtual void insertNode(const NodeRecord& record) = 0;
+    // Sets the given columns; a null value clears its column. An empty map runs nothing.
+    virtual void updateNode(const QString& id, const QString& label, const PropertyMap& set) = 0;
+    // Removes the node with its relationships.
+    virtual void deleteNode(const QString& id, const QString& label) = 0;
+    virtual void insertRel(const RelRecord& record, const QString& fromLabel, const QString& toLabel) = 0;
+    virtual void updateRel(const QString& id, const QString& label, const PropertyMap& set) = 0;
+    virtual void deleteRel(const QString& id, const QString& label) = 0;
+
+    // Every node of the given tables, table by table.
+    virtual QList<NodeRecord> loadNodes(const QStringList& labels) = 0;
+    // Every relationship of the given tables, table by table.
+    virtual QList<RelRecord> loadRels(const QStringList& labels) = 0;
+
+    // Runs Cypher in a read-only transaction and keeps at most `rowLimit` rows; `totalRows` is the
+    // count of all rows the query gave.
+    virtual QueryOutput runReadOnly(const QString& cypher, int rowLimit) = 0;
+};
+
+} // namespace corvantis

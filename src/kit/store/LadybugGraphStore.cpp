@@ -1,0 +1,567 @@
+#include "store/LadybugGraphStore.h"
+
+#include "ladybug/Connection.h"
+#include "ladybug/Database.h"
+#include "ladybug/PreparedStatement.h"
+#include "ladybug/QueryResult.h"
+#include "store/GraphStoreError.h"
+#include "store/GraphValueConversion.h"
+
+#include <QElapsedTimer>
+#include <QHash>
+#include <QRegularExpression>
+#include <climits>
+
+namespace corvantis {
+
+using namespace ladybug;
+namespace conversion = GraphValueConversion;
+
+const QString LadybugGraphStore::placeholderId = QStringLiteral("corvantis.placeholder");
+
+namespace {
+
+constexpr quint64 queryTimeoutMs = 30000;
+
+// A GraphStoreError keeps its message, a binding error gives the message it carries, and anything
+// else its own description.
+GraphStoreError wrap(const std::exception& error) {
+    if (auto store = dynamic_cast<const GraphStoreError*>(&error))
+        return *store;
+    if (auto facing = dynamic_cast<const UserFacingError*>(&error))
+        return GraphStoreError(facing->message());
+    return GraphStoreError(QString::fromUtf8(error.what()));
+}
+
+// Runs `body` and turns whatever it throws into a GraphStoreError.
+template <typename Body> auto guarded(Body&& body) -> decltype(body()) {
+    try {
+        return body();
+    } catch (const std::exception& error) {
+        throw wrap(error);
+    }
+}
+
+// Table and column names come from the shape's identifiers and are written into Cypher as they are,
+// so anything else is refused before it reaches the text.
+void requireName(const QString& name) {
+    static const QRegularExpression plain(QStringLiteral("^[A-Za-z_][A-Za-z0-9_]*$"));
+    if (!plain.match(name).hasMatch())
+        throw GraphStoreError(
+            QStringLiteral("“%1” can't be used as a table or column name in the database.").arg(name));
+}
+
+QString rowVariableHead(const QString& table, bool isNode) {
+    return isNode ? QStringLiteral("MATCH (x:%1)").arg(table)
+                  : QStringLiteral("MATCH ()-[x:%1]->()").arg(table);
+}
+
+using GraphParameters = QList<std::pair<QString, GraphValue>>;
+
+// "k: $p_k" for each property that is not null, keys sorted, with the parameters they name.
+QString propertyList(const PropertyMap& properties, GraphParameters& parameters) {
+    QStringList pieces;
+    for (auto it = properties.cbegin(); it != properties.cend(); ++it) {
+        if (it.value().isNull())
+            continue;
+        requireName(it.key());
+        pieces << QStringLiteral("%1: $p_%1").arg(it.key());
+        parameters.append({QStringLiteral("p_") + it.key(), it.value()});
+    }
+    return pieces.join(QStringLiteral(", "));
+}
+
+// "v.k = NULL" or "v.k = $p_k" for each entry, keys sorted.
+QString assignments(const QString& variable, const PropertyMap& set, GraphParameters& parameters) {
+    QStringList pieces;
+    for (auto it = set.cbegin(); it != set.cend(); ++it) {
+        requireName(it.key());
+        if (it.value().isNull()) {
+            pieces << QStringLiteral("%1.%2 = NULL").arg(variable, it.key());
+        } else {
+            pieces << QStringLiteral("%1.%2 = $p_%2").arg(variable, it.key());
+            parameters.append({QStringLiteral("p_") + it.key(), it.value()});
+        }
+    }
+    return pieces.join(QStringLiteral(", "));
+}
+
+std::optional<qint64> firstInteger(QueryResult& result) {
+    auto row = result.getNext();
+    if (!row)
+        return std::nullopt;
+    return row->getValue(0).integer();
+}
+
+} // namespace
+
+LadybugGraphStore::LadybugGraphStore(const QString& path) {
+    guarded([&] {
+        m_database = Database::open(path);
+        m_connection = Connection::open(m_database);
+        m_connection->setQueryTimeout(queryTimeoutMs);
+    });
+    std::lock_guard guard(m_lock);
+    guarded([&] { removeLeftPlaceholders(); });
+}
+
+LadybugGraphStore::~LadybugGraphStore() = default;
+
+QString LadybugGraphStore::engineVersion() {
+    return Database::engineVersion();
+}
+
+void LadybugGraphStore::setMigrationObserver(std::function<void(MigrationStep)> observer) {
+    std::lock_guard guard(m_lock);
+    m_observer = std::move(observer);
+}
+
+void LadybugGraphStore::notify(MigrationStep step) {
+    if (m_observer)
+        m_observer(step);
+}
+
+// -- Statements (the lock is held by the caller) ----------------------------------------------------
+
+void LadybugGraphStore::run(const QString& cypher) {
+    m_connection->query(cypher);
+}
+
+void LadybugGraphStore::runPrepared(const QString& cypher, const GraphParameters& parameters) {
+    Parameters bound;
+    bound.reserve(parameters.size());
+    for (const auto& [name, value] : parameters)
+        bound.append({name, conversion::toParameter(value)});
+    m_connection->execute(m_connection->prepare(cypher), bound);
+}
+
+void LadybugGraphStore::transaction(const std::function<void()>& body) {
+    run(QStringLiteral("BEGIN TRANSACTION"));
+    try {
+        body();
+        run(QStringLiteral("COMMIT"));
+    } catch (const std::exception&) {
+        try {
+            run(QStringLiteral("ROLLBACK"));
+        } catch (const std::exception&) {
+            // The first error is the one that matters; the engine may have ended the transaction itself.
+        }
+        throw;
+    }
+}
+
+void LadybugGraphStore::transaction(const QStringList& statements) {
+    transaction([&] {
+        for (const auto& statement : statements)
+            run(statement);
+    });
+}
+
+void LadybugGraphStore::removeLeftPlaceholders() {
+    std::optional<qint64> count;
+    try {
+        auto result = m_connection->query(
+            QStringLiteral("MATCH (n) WHERE n.id = '%1' RETURN count(n)").arg(placeholderId));
+        count = firstInteger(*result);
+    } catch (const std::exception&) {
+        // A database without node tables cannot answer; it holds no placeholder either.
+    }
+    if (count && *count >= 1) {
+        run(QStringLiteral("CHECKPOINT"));
+        deletePlaceholders();
+    }
+}
+
+void LadybugGraphStore::deletePlaceholders() {
+    runPrepared(QStringLiteral("MATCH (n) WHERE n.id = $id DELETE n"),
+                {{QStringLiteral("id"), GraphValue::string(placeholderId)}});
+}
+
+QSet<QString> LadybugGraphStore::tablesLosingColumns(const QStringList& statements) {
+    QSet<QString> tables;
+    QHash<QString, QString> namesBefore; // lower-cased new name -> the name before the batch
+    for (const auto& statement : statements) {
+        const QStringList pieces = statement.split(QLatin1Char(' '), Qt::SkipEmptyParts);
+        if (pieces.size() < 5 || pieces[0] != QLatin1String("ALTER") || pieces[1] != QLatin1String("TABLE"))
+            continue;
+        const QString earlier = namesBefore.value(pieces[2].toLower(), pieces[2]);
+        if (pieces.size() == 6 && pieces[3] == QLatin1String("RENAME") && pieces[4] == QLatin1String("TO"))
+            namesBefore.insert(pieces[5].toLower(), earlier);
+        else if (pieces.size() == 5 && pieces[3] == QLatin1String("DROP"))
+            tables.insert(earlier);
+    }
+    return tables;
+}
+
+// The engine cannot safely drop a column of an empty node table, so each such table holds a
+// placeholder row for the time of the drop. A crash can leave the row behind; the next opening
+// removes it.
+void LadybugGraphStore::dropColumns(const QStringList& statements, const QSet<QString>& tables) {
+    run(QStringLiteral("CHECKPOINT"));
+
+    QSet<QString> lowered;
+    for (const auto& table : tables)
+        lowered.insert(table.toLower());
+    QStringList nodeTables;
+    {
+        auto result =
+            m_connection->query(QStringLiteral("CALL show_tables() WHERE type = 'NODE' RETURN name"));
+        while (auto row = result->getNext())
+            if (auto name = row->getValue(0).text())
+                nodeTables << *name;
+    }
+    QStringList empty;
+    for (const auto& name : nodeTables) {
+        if (!tables.contains(name) && !lowered.contains(name.toLower()))
+            continue;
+        requireName(name);
+        auto result = m_connection->query(QStringLiteral("MATCH (n:%1) RETURN count(n)").arg(name));
+        if (firstInteger(*result) == 0)
+            empty << name;
+    }
+
+    if (!empty.isEmpty()) {
+        transaction([&] {
+            for (const auto& name : empty)
+                run(QStringLiteral("CREATE (n:%1 {id: '%2'})").arg(name, placeholderId));
+        });
+        run(QStringLiteral("CHECKPOINT"));
+        notify(MigrationStep::PlaceholdersInserted);
+    }
+
+    try {
+        transaction(statements);
+    } catch (const std::exception&) {
+        if (!empty.isEmpty()) {
+            try {
+                deletePlaceholders();
+            } catch (const std::exception&) {
+                // The next opening removes what is left; the batch's error is the one to report.
+            }
+        }
+        throw;
+    }
+    run(QStringLiteral("CHECKPOINT"));
+    notify(MigrationStep::StatementsCommitted);
+    if (!empty.isEmpty())
+        deletePlaceholders();
+}
+
+// -- Migration ---------------------------------------------------------------------------------------
+
+void LadybugGraphStore::execute(const QStringList& statements) {
+    if (statements.isEmpty())
+        return;
+    std::lock_guard guard(m_lock);
+    guarded([&] {
+        auto tables = tablesLosingColumns(statements);
+        if (tables.isEmpty())
+            transaction(statements);
+        else
+            dropColumns(statements, tables);
+    });
+}
+
+void LadybugGraphStore::fill(const QList<DefaultFill>& fills) {
+    if (fills.isEmpty())
+        return;
+    std::lock_guard guard(m_lock);
+    guarded([&] {
+        transaction([&] {
+            for (const auto& fill : fills) {
+                requireName(fill.table);
+                requireName(fill.column);
+                const QString head = rowVariableHead(fill.table, fill.isNode);
+                if (fill.replacing)
+                    runPrepared(
+                        QStringLiteral("%1 WHERE x.%2 IS NULL OR x.%2 = $old SET x.%2 = $value")
+                            .arg(head, fill.column),
+                        {{QStringLiteral("old"), *fill.replacing}, {QStringLiteral("value"), fill.value}});
+                else
+                    runPrepared(
+                        QStringLiteral("%1 WHERE x.%2 IS NULL SET x.%2 = $value").arg(head, fill.column),
+                        {{QStringLiteral("value"), fill.value}});
+            }
+        });
+    });
+}
+
+void LadybugGraphStore::replace(const QList<ValueReplacement>& replacements) {
+    if (replacements.isEmpty())
+        return;
+    std::lock_guard guard(m_lock);
+    guarded([&] {
+        transaction([&] {
+            for (const auto& replacement : replacements) {
+                requireName(replacement.table);
+                requireName(replacement.column);
+                runPrepared(
+                    QStringLiteral("%1 WHERE x.%2 = $from SET x.%2 = $to")
+                        .arg(rowVariableHead(replacement.table, replacement.isNode), replacement.column),
+                    {{QStringLiteral("from"), GraphValue::string(replacement.from)},
+                     {QStringLiteral("to"), GraphValue::string(replacement.to)}});
+            }
+        });
+    });
+}
+
+// -- Records -----------------------------------------------------------------------------------------
+
+void LadybugGraphStore::insertNodeUnlocked(const NodeRecord& record) {
+    requireName(record.label);
+    GraphParameters parameters{{QStringLiteral("id"), GraphValue::string(record.id)}};
+    const QString list = propertyList(record.properties, parameters);
+    runPrepared(QStringLiteral("CREATE (n:%1 {id: $id%2})")
+                    .arg(record.label, list.isEmpty() ? QString() : QStringLiteral(", ") + list),
+                parameters);
+}
+
+void LadybugGraphStore::insertRelUnlocked(const RelRecord& record, const QString& fromLabel,
+                                          const QString& toLabel) {
+    requireName(record.label);
+    requireName(fromLabel);
+    requireName(toLabel);
+    GraphParameters parameters{{QStringLiteral("from"), GraphValue::string(record.from)},
+                               {QStringLiteral("to"), GraphValue::string(record.to)},
+                               {QStringLiteral("id"), GraphValue::string(record.id)}};
+    const QString list = propertyList(record.properties, parameters);
+    runPrepared(
+        QStringLiteral("MATCH (a:%1 {id: $from}), (b:%2 {id: $to}) CREATE (a)-[:%3 {id: $id%4}]->(b)")
+            .arg(fromLabel, toLabel, record.label, list.isEmpty() ? QString() : QStringLiteral(", ") + list),
+        parameters);
+}
+
+void LadybugGraphStore::deleteNodeUnlocked(const QString& id, const QString& label) {
+    requireName(label);
+    runPrepared(QStringLiteral("MATCH (n:%1 {id: $id}) DETACH DELETE n").arg(label),
+                {{QStringLiteral("id"), GraphValue::string(id)}});
+}
+
+void LadybugGraphStore::deleteRelUnlocked(const QString& id, const QString& label) {
+    requireName(label);
+    runPrepared(QStringLiteral("MATCH ()-[r:%1]->() WHERE r.id = $id DELETE r").arg(label),
+                {{QStringLiteral("id"), GraphValue::string(id)}});
+}
+
+void LadybugGraphStore::insertNode(const NodeRecord& record) {
+    std::lock_guard guard(m_lock);
+    guarded([&] { insertNodeUnlocked(record); });
+}
+
+void LadybugGraphStore::updateNode(const QString& id, const QString& label, const PropertyMap& set) {
+    if (set.isEmpty())
+        return;
+    std::lock_guard guard(m_lock);
+    guarded([&] {
+        requireName(label);
+        GraphParameters parameters{{QStringLiteral("id"), GraphValue::string(id)}};
+        const QString list = assignments(QStringLiteral("n"), set, parameters);
+        runPrepared(QStringLiteral("MATCH (n:%1 {id: $id}) SET %2").arg(label, list), parameters);
+    });
+}
+
+void LadybugGraphStore::deleteNode(const QString& id, const QString& label) {
+    std::lock_guard guard(m_lock);
+    guarded([&] { deleteNodeUnlocked(id, label); });
+}
+
+void LadybugGraphStore::insertRel(const RelRecord& record, const QString& fromLabel, const QString& toLabel) {
+    std::lock_guard guard(m_lock);
+    guarded([&] { insertRelUnlocked(record, fromLabel, toLabel); });
+}
+
+void LadybugGraphStore::updateRel(const QString& id, const QString& label, const PropertyMap& set) {
+    if (set.isEmpty())
+        return;
+    std::lock_guard guard(m_lock);
+    guarded([&] {
+        requireName(label);
+        GraphParameters parameters{{QStringLiteral("id"), GraphValue::string(id)}};
+        const QString list = assignments(QStringLiteral("r"), set, parameters);
+        runPrepared(QStringLiteral("MATCH ()-[r:%1]->() WHERE r.id = $id SET %2").arg(label, list),
+                    parameters);
+    });
+}
+
+void LadybugGraphStore::deleteRel(const QString& id, const QString& label) {
+    std::lock_guard guard(m_lock);
+    guarded([&] { deleteRelUnlocked(id, label); });
+}
+
+void LadybugGraphStore::deleteRecords(const QList<RecordKey>& nodes, const QList<RecordKey>& rels) {
+    if (nodes.isEmpty() && rels.isEmpty())
+        return;
+    std::lock_guard guard(m_lock);
+    guarded([&] {
+        transaction([&] {
+            for (const auto& rel : rels)
+                deleteRelUnlocked(rel.id, rel.label);
+            for (const auto& node : nodes)
+                deleteNodeUnlocked(node.id, node.label);
+        });
+    });
+}
+
+void LadybugGraphStore::insertRecords(const QList<NodeRecord>& nodes, const QList<RelInsertion>& rels) {
+    if (nodes.isEmpty() && rels.isEmpty())
+        return;
+    std::lock_guard guard(m_lock);
+    guarded([&] {
+        transaction([&] {
+            for (const auto& node : nodes)
+                insertNodeUnlocked(node);
+            for (const auto& rel : rels)
+                insertRelUnlocked(rel.rel, rel.fromLabel, rel.toLabel);
+        });
+    });
+}
+
+void LadybugGraphStore::checkpoint() {
+    std::lock_guard guard(m_lock);
+    guarded([&] { run(QStringLiteral("CHECKPOINT")); });
+}
+
+// -- Reading -----------------------------------------------------------------------------------------
+
+QList<NodeRecord> LadybugGraphStore::loadNodes(const QStringList& labels) {
+    std::lock_guard guard(m_lock);
+    return guarded([&] {
+        QList<NodeRecord> records;
+        for (const auto& label : labels) {
+            requireName(label);
+            auto result = m_connection->query(QStringLiteral("MATCH (n:%1) RETURN n").arg(label));
+            records.reserve(records.size() + static_cast<qsizetype>(result->getRowCount()));
+            while (auto row = result->getNext()) {
+                auto value = row->getValue(0);
+                if (auto node = value.asNode())
+                    if (auto record = conversion::nodeRecord(*node))
+                        records.append(std::move(*record));
+            }
+        }
+        return records;
+    });
+}
+
+QList<RelRecord> LadybugGraphStore::loadRels(const QStringList& labels) {
+    std::lock_guard guard(m_lock);
+    return guarded([&] {
+        QList<RelRecord> records;
+        for (const auto& label : labels) {
+            requireName(label);
+            auto result =
+                m_connection->query(QStringLiteral("MATCH (a)-[r:%1]->(b) RETURN a.id, b.id, r").arg(label));
+            records.reserve(records.size() + static_cast<qsizetype>(result->getRowCount()));
+            while (auto row = result->getNext()) {
+                auto from = row->getValue(0);
+                auto to = row->getValue(1);
+                auto value = row->getValue(2);
+                auto fromText = from.get<QString>();
+                auto toText = to.get<QString>();
+                auto rel = value.asRelationship();
+                if (!fromText || !toText || !rel)
+                    continue;
+                if (auto record = conversion::relRecord(*rel, *fromText, *toText))
+                    records.append(std::move(*record));
+            }
+        }
+        return records;
+    });
+}
+
+namespace {
+
+// Finds the "id" text of nodes that a result names only by internal id, table by table, inside the
+// caller's transaction. What cannot be found stays unknown.
+void lookUpNodeIds(Connection& connection, const QSet<LadybugInternalId>& wanted,
+                   conversion::NodeIds& known) {
+    QHash<quint64, QList<quint64>> offsetsByTable;
+    for (const auto& id : wanted)
+        if (!known.contains(id))
+            offsetsByTable[id.tableId].append(id.offset);
+    if (offsetsByTable.isEmpty())
+        return;
+    QHash<quint64, QString> nodeTables;
+    auto tables = connection.query(QStringLiteral("CALL show_tables() WHERE type = 'NODE' RETURN id, name"));
+    while (auto row = tables->getNext()) {
+        auto id = row->getValue(0).integer();
+        auto name = row->getValue(1).text();
+        if (id && name)
+            nodeTables.insert(static_cast<quint64>(*id), *name);
+    }
+    for (auto it = offsetsByTable.cbegin(); it != offsetsByTable.cend(); ++it) {
+        const QString table = nodeTables.value(it.key());
+        if (table.isEmpty())
+            continue;
+        LadybugList offsets;
+        for (auto offset : it.value())
+            offsets.append(static_cast<qint64>(offset));
+        try {
+            auto statement = connection.prepare(
+                QStringLiteral("MATCH (n:`%1`) WHERE offset(id(n)) IN $offsets RETURN offset(id(n)), n.id")
+                    .arg(table));
+            auto result =
+                connection.execute(statement, {{QStringLiteral("offsets"), LadybugValue::list(offsets)}});
+            while (auto row = result->getNext()) {
+                auto offset = row->getValue(0).integer();
+                auto id = row->getValue(1).text();
+                if (offset && id)
+                    known.insert({it.key(), static_cast<quint64>(*offset)}, *id);
+            }
+        } catch (const std::exception&) {
+            // A table without an "id" column: its nodes stay unnamed.
+        }
+    }
+}
+
+} // namespace
+
+QueryOutput LadybugGraphStore::runReadOnly(const QString& cypher, int rowLimit) {
+    std::lock_guard guard(m_lock);
+    QueryOutput output;
+    std::optional<GraphStoreError> failure;
+    try {
+        run(QStringLiteral("BEGIN TRANSACTION READ ONLY"));
+        QElapsedTimer clock; // monotonic
+        clock.start();
+        // Prepared, so that a text of several statements is refused rather than run one by one.
+        auto result = m_connection->execute(m_connection->prepare(cypher));
+        output.columns = result->getColumnNames();
+        QList<LadybugList> rows;
+        while (rows.size() < rowLimit) {
+            auto row = result->getNext();
+            if (!row)
+                break;
+            rows.append(row->getAsArray());
+        }
+        output.totalRows = static_cast<int>(std::min<quint64>(result->getRowCount(), INT_MAX));
+
+        conversion::NodeIds known;
+        QSet<LadybugInternalId> wanted;
+        for (const auto& row : rows)
+            for (const auto& value : row)
+                conversion::collectNodeIds(value, known, wanted);
+        lookUpNodeIds(*m_connection, wanted, known);
+        output.rows.reserve(rows.size());
+        for (const auto& row : rows) {
+            QList<GraphValue> converted;
+            converted.reserve(row.size());
+            for (const auto& value : row)
+                converted.append(conversion::toGraphValue(value, known));
+            output.rows.append(std::move(converted));
+        }
+        output.milliseconds = static_cast<double>(clock.nsecsElapsed()) / 1e6;
+    } catch (const std::exception& error) {
+        failure = wrap(error);
+    }
+    try {
+        run(QStringLiteral("ROLLBACK"));
+    } catch (const std::exception& error) {
+        if (!failure)
+            failure = wrap(error);
+    }
+    if (failure)
+        throw *failure;
+    return output;
+}
+
+} // namespace corvantis

@@ -1,0 +1,77 @@
+// corvantis-store-helper: a second process on a project's database, for the store's tests.
+//
+//   corvantis-store-helper hold <database>
+//       opens the store, prints "open", and keeps it open until its standard input closes.
+//   corvantis-store-helper stop-at <placeholders|committed> <database> <statement>...
+//       opens the store and runs the statements as one migration; at the named step inside the column
+//       drop it prints "stopped" and waits to be killed. Prints "done" if the step never comes.
+//
+// Every failure prints "error: {message}" and exits with 1.
+#include "store/GraphStoreError.h"
+#include "store/LadybugGraphStore.h"
+
+#include <QCoreApplication>
+#include <QStringList>
+#include <cstdio>
+#include <iostream>
+#include <string>
+#include <unistd.h>
+
+using namespace corvantis;
+
+namespace {
+
+void say(const char* line) {
+    std::fputs(line, stdout);
+    std::fputc('\n', stdout);
+    std::fflush(stdout);
+}
+
+int usage() {
+    std::fputs("usage: corvantis-store-helper hold <database> | stop-at <placeholders|committed> <database> "
+               "<statement>...\n",
+               stderr);
+    return 2;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    QCoreApplication app(argc, argv);
+    QStringList args = app.arguments().mid(1);
+    try {
+        if (args.size() == 2 && args[0] == QLatin1String("hold")) {
+            LadybugGraphStore store(args[1]);
+            say("open");
+            std::string line;
+            while (std::getline(std::cin, line)) {
+            }
+            return 0;
+        }
+        if (args.size() >= 4 && args[0] == QLatin1String("stop-at")) {
+            LadybugGraphStore::MigrationStep step;
+            if (args[1] == QLatin1String("placeholders"))
+                step = LadybugGraphStore::MigrationStep::PlaceholdersInserted;
+            else if (args[1] == QLatin1String("committed"))
+                step = LadybugGraphStore::MigrationStep::StatementsCommitted;
+            else
+                return usage();
+            LadybugGraphStore store(args[2]);
+            store.setMigrationObserver([step](LadybugGraphStore::MigrationStep reached) {
+                if (reached != step)
+                    return;
+                say("stopped");
+                for (;;)
+                    pause();
+            });
+            store.execute(args.mid(3));
+            say("done");
+            return 0;
+        }
+    } catch (const GraphStoreError& error) {
+        std::printf("error: %s\n", error.message().toUtf8().constData());
+        std::fflush(stdout);
+        return 1;
+    }
+    return usage();
+}
