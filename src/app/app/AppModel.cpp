@@ -186,7 +186,7 @@ void AppModel::open(const Project& project) {
             break;
         }
     }
-    setSession(new ProjectSession(current, m_library, this));
+    setSession(new ProjectSession(current, m_library, m_settings.get(), this));
     m_settings->setLastProject(current.id);
 }
 

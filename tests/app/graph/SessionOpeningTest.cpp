@@ -1,0 +1,269 @@
+#include "app/graph/SessionTestSupport.h"
+#include "support/AtomicFile.h"
+#include "support/AwaitTask.h"
+#include "support/TestSupport.h"
+
+#include <QElapsedTimer>
+#include <QFile>
+#include <QFileInfo>
+#include <QThread>
+#include <gtest/gtest.h>
+
+using namespace corvantis;
+using namespace corvantis::test;
+
+namespace {
+
+// Person (name, born) and Book (title), with "wrote" from Person to Book and "knows" from Person to Person.
+GraphSchema readingShape() {
+    GraphSchema shape;
+    shape.nodeTypes = {nodeType("Person", {property("name"), property("born", PropertyKind::Number)}),
+                       nodeType("Book", {property("title")}, "peach")};
+    const QUuid person = shape.nodeTypes[0].id;
+    const QUuid book = shape.nodeTypes[1].id;
+    shape.relTypes = {relType("wrote", {{person, book}}), relType("knows", {{person, person}})};
+    return shape;
+}
+
+QString layoutFile(const SessionWorld& world, const QUuid& id) {
+    return world.library.folder(id) + "/layout.json";
+}
+
+} // namespace
+
+TEST(SessionOpening, FirstOpeningFinalizesTheProjectAndBuildsItsTables) {
+    SessionWorld world;
+    Project project = world.create(readingShape());
+    ASSERT_FALSE(project.isFinalized());
+
+    auto session = world.openFailable(project);
+    EXPECT_FALSE(session->graphUnavailable());
+    EXPECT_FALSE(session->notice()) << session->notice()->toStdString();
+    ASSERT_TRUE(session->project().appliedSchema);
+    EXPECT_EQ(*session->project().appliedSchema, project.schema);
+    EXPECT_FALSE(session->hasPendingChanges());
+    // One migration created the four tables; the file says so too.
+    ASSERT_EQ(world.store->executed.size(), 1);
+    EXPECT_EQ(world.store->executed.first().size(), 4);
+    Project stored = world.stored(project.id);
+    ASSERT_TRUE(stored.appliedSchema);
+    EXPECT_EQ(*stored.appliedSchema, project.schema);
+    // The tables are there: a node goes in.
+    const NodeType& person = session->project().schema.nodeTypes[0];
+    ASSERT_TRUE(session->createNode(person, "Ada Lovelace"));
+    EXPECT_EQ(countIn(*session, "Person"), 1);
+
+    // A project with an empty shape is finalized too, and runs no statement at all.
+    Project empty = world.create(GraphSchema(), "Empty");
+    auto second = world.openFailable(empty);
+    ASSERT_TRUE(second->project().appliedSchema);
+    EXPECT_EQ(*second->project().appliedSchema, GraphSchema());
+    EXPECT_TRUE(world.store->executed.isEmpty());
+    EXPECT_TRUE(world.stored(empty.id).isFinalized());
+}
+
+TEST(SessionOpening, ReopeningLoadsRecordsDerivedMapsAndLayout) {
+    SessionWorld world;
+    Project project = world.create(readingShape());
+    QString ada, book, knowsSelf;
+    {
+        auto session = world.open(project);
+        const GraphSchema shape = session->project().schema;
+        ada = *session->createNode(shape.nodeTypes[0], "Ada", {}, QPointF(10, 20));
+        book = *session->createNode(shape.nodeTypes[1], "Notes");
+        RelRecord wrote{json::uuidText(QUuid::createUuid()), "WROTE", ada, book, {}};
+        RelRecord self{json::uuidText(QUuid::createUuid()), "KNOWS", ada, ada, {}};
+        knowsSelf = self.id;
+        ASSERT_TRUE(session->insert(wrote));
+        ASSERT_TRUE(session->insert(self));
+        test::await(session->close());
+    }
+    // A layout naming a node that no longer exists keeps only what still does.
+    GraphLayout layout = world.library.layout(project.id);
+    EXPECT_TRUE(layout.pinned.contains(ada));
+    layout.positions.insert("GONE", {1, 1});
+    layout.pinned.insert("GONE");
+    world.library.saveLayout(layout, project.id);
+
+    auto session = world.open(world.stored(project.id));
+    ASSERT_EQ(session->nodes().size(), 2);
+    ASSERT_EQ(session->rels().size(), 2);
+    EXPECT_EQ(session->nodes().value(ada).properties.value("name"), GraphValue::string("Ada"));
+    EXPECT_EQ(session->rels().value(knowsSelf).from, ada);
+    // A self-loop counts twice towards its node's degree and stands twice in its adjacency.
+    EXPECT_EQ(session->degrees().value(ada), 3);
+    EXPECT_EQ(session->degrees().value(book), 1);
+    EXPECT_EQ(session->adjacency().value(ada).count(ada), 2);
+    EXPECT_EQ(session->typeCounts().value("Person"), 1);
+    EXPECT_EQ(session->relCounts().value("KNOWS"), 1);
+    EXPECT_EQ(session->graphPositions().value(ada), QPointF(10, 20));
+    EXPECT_TRUE(session->graphPinned().contains(ada));
+    EXPECT_FALSE(session->graphPinned().contains("GONE"));
+    EXPECT_FALSE(session->graphPositions().contains("GONE"));
+}
+
+TEST(SessionOpening, WithoutASavedShownSetUpTo300NodesAreShown) {
+    for (int count : {300, 301}) {
+        SessionWorld world;
+        Project project = world.create(readingShape());
+        {
+            auto session = world.open(project);
+            QList<NodeRecord> nodes;
+            for (int i = 0; i < count; ++i)
+                nodes.append({json::uuidText(QUuid::createUuid()),
+                              "Person",
+                              {{"name", GraphValue::string(QString::number(i))}}});
+            // Straight into the database, as an import would.
+            std::static_pointer_cast<SessionStore>(session->store())->insertRecords(nodes, {});
+            test::await(session->close());
+        }
+        QFile::remove(layoutFile(world, project.id));
+        auto session = world.open(world.stored(project.id));
+        EXPECT_EQ(session->nodes().size(), count);
+        EXPECT_EQ(session->graphShown().size(), count == 300 ? 300 : 0) << count;
+    }
+}
+
+TEST(SessionOpening, ASecondCopyShowsTheLockNoticeAndWritesNothing) {
+    SessionWorld world;
+    Project project = world.create(readingShape());
+    auto first = world.open(project);
+    ASSERT_TRUE(first->createNode(first->project().schema.nodeTypes[0], "Ada"));
+    QFile::remove(layoutFile(world, project.id));
+    const QByteArray projectFile = readFile(world.library.folder(project.id) + "/project.json");
+
+    UndoStack otherWindow;
+    ProjectSession second(world.stored(project.id), world.library, &world.settings);
+    second.setUndoStack(&otherWindow);
+    EXPECT_TRUE(second.graphUnavailable());
+    EXPECT_EQ(second.store(), nullptr);
+    EXPECT_TRUE(second.nodes().isEmpty());
+    ASSERT_TRUE(second.notice());
+    EXPECT_EQ(*second.notice(),
+              "“Reading” is open in another copy of Corvantis, so it can't be opened here. Quit "
+              "the other copy, then open it again. Nothing is saved here meanwhile.");
+
+    // Shape edits are refused with their sentence; graph edits do nothing.
+    EXPECT_FALSE(second.addNodeType({0, 0}));
+    EXPECT_EQ(*second.notice(),
+              "The graph isn't open, so its shape can't change. Quit the other copy of Corvantis "
+              "and open the project again.");
+    EXPECT_FALSE(second.createNode(second.project().schema.nodeTypes[0], "Grace"));
+    EXPECT_FALSE(otherWindow.canUndo());
+
+    second.put("X", QPointF(1, 1));
+    test::await(second.close());
+    EXPECT_FALSE(QFile::exists(layoutFile(world, project.id)));
+    EXPECT_EQ(readFile(world.library.folder(project.id) + "/project.json"), projectFile);
+    // The first copy goes on undisturbed.
+    EXPECT_EQ(countIn(*first, "Person"), 1);
+}
+
+TEST(SessionOpening, AnInvalidShapeIsSavedButNotMigratedUntilMended) {
+    SessionWorld world;
+    Project project = world.create(readingShape());
+    auto session = world.openFailable(project);
+    const QUuid person = session->project().schema.nodeTypes[0].id;
+    const int migrations = world.store->executed.size();
+
+    // Two properties that resolve to one column.
+    ASSERT_TRUE(session->editShape("Add Property", [&](GraphSchema& shape) {
+        shape.nodeType(person)->properties.append(property("Nick Name"));
+        shape.nodeType(person)->properties.append(property("nick name"));
+    }));
+    EXPECT_TRUE(session->hasPendingChanges());
+    EXPECT_EQ(world.store->executed.size(), migrations);
+    Project stored = world.stored(project.id);
+    EXPECT_EQ(stored.schema.nodeType(person)->properties.size(), 4);
+    EXPECT_EQ(stored.appliedSchema->nodeType(person)->properties.size(), 2);
+
+    // Mended, the whole difference goes through in one migration.
+    ASSERT_TRUE(session->editShape("Rename Property", [&](GraphSchema& shape) {
+        shape.nodeType(person)->properties[3].name = "alias";
+    }));
+    EXPECT_FALSE(session->hasPendingChanges());
+    ASSERT_EQ(world.store->executed.size(), migrations + 1);
+    EXPECT_EQ(world.store->executed.last(), QStringList({"ALTER TABLE Person ADD nick_name STRING",
+                                                         "ALTER TABLE Person ADD alias STRING"}));
+}
+
+TEST(SessionOpening, AFailedMigrationLeavesTheChangePendingAndUndoable) {
+    SessionWorld world;
+    Project project = world.create(readingShape());
+    auto session = world.openFailable(project);
+    const QUuid person = session->project().schema.nodeTypes[0].id;
+    const GraphSchema applied = *session->project().appliedSchema;
+
+    world.store->failingExecute = true;
+    session->renameNodeType(person, "Author");
+    EXPECT_EQ(session->notice(), FailingStore::sentence);
+    EXPECT_TRUE(session->hasPendingChanges());
+    EXPECT_EQ(*session->project().appliedSchema, applied);
+    EXPECT_EQ(session->project().schema.nodeType(person)->name, "Author");
+    EXPECT_EQ(world.undo.undoActionName(), "Rename Node Type");
+
+    // The next change tries the whole difference again.
+    world.store->failingExecute = false;
+    session->renameNodeType(person, "Writer");
+    EXPECT_FALSE(session->hasPendingChanges());
+    EXPECT_EQ(world.store->executed.last(), QStringList({"ALTER TABLE Person RENAME TO Writer"}));
+    world.undo.undo();
+    world.undo.undo();
+    EXPECT_EQ(session->project().schema, applied);
+    EXPECT_EQ(*session->project().appliedSchema, applied);
+}
+
+TEST(SessionLayout, SavesOnceAfterTheLastChangeAndAtClose) {
+    SessionWorld world;
+    Project project = world.create(readingShape());
+    auto session = world.open(project);
+    const QString file = layoutFile(world, project.id);
+    QFile::remove(file);
+
+    const NodeType person = session->project().schema.nodeTypes[0];
+    QString id = *session->createNode(person, "Ada");
+    QElapsedTimer clock;
+    clock.start();
+    for (int step = 0; step < 5; ++step) {
+        session->put(id, QPointF(step, step));
+        QThread::msleep(100);
+        QCoreApplication::processEvents();
+    }
+    // Moves 0.1 seconds apart keep postponing the save.
+    EXPECT_TRUE(session->isLayoutSavePending());
+    EXPECT_FALSE(QFile::exists(file));
+    ASSERT_TRUE(test::waitUntil([&] { return QFile::exists(file); }, 3000));
+    EXPECT_GE(clock.elapsed(), 400 + 600 - 50);
+    EXPECT_EQ(world.library.layout(project.id).positions.value(id), LayoutPoint({4, 4}));
+
+    // A save pending at close happens at once, and only then.
+    session->put(id, QPointF(7, 7));
+    ASSERT_TRUE(session->isLayoutSavePending());
+    test::await(session->close());
+    EXPECT_FALSE(session->isLayoutSavePending());
+    EXPECT_EQ(world.library.layout(project.id).positions.value(id), LayoutPoint({7, 7}));
+    QFile::remove(file);
+    QThread::msleep(800);
+    QCoreApplication::processEvents();
+    EXPECT_FALSE(QFile::exists(file));
+}
+
+TEST(SessionSettings, ScopesAndTheBuildDefaultAreKeptPerProject) {
+    SessionWorld world;
+    Project project = world.create(readingShape());
+    const QUuid excluded = QUuid::createUuid();
+    world.settings.setValue("searchScope." + json::uuidText(project.id),
+                            QStringList{json::uuidText(excluded), "not a uuid"});
+    world.settings.setAddsByHand(true);
+    {
+        auto session = world.open(project);
+        EXPECT_EQ(session->excludedFromSearch(), QSet<QUuid>{excluded});
+        EXPECT_TRUE(session->excludedFromTextSearch().isEmpty());
+        EXPECT_TRUE(session->addsByHand());
+        session->setExcludedFromTextSearch({excluded});
+        session->setAddsByHand(false);
+    }
+    EXPECT_EQ(world.settings.textScope(project.id), QSet<QUuid>{excluded});
+    EXPECT_FALSE(world.settings.addsByHand());
+    EXPECT_TRUE(world.settings.searchScope(QUuid::createUuid()).isEmpty());
+}
