@@ -2,21 +2,48 @@
 
 #include "app/AppModel.h"
 #include "design/Theme.h"
+#include "graph/GraphOverview.h"
 #include "graph/ProjectSession.h"
+#include "shape/ShapeView.h"
+#include "table/GraphTableView.h"
 
+#include <QButtonGroup>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QStackedWidget>
 #include <QToolButton>
 #include <QVBoxLayout>
 
 namespace corvantis {
 
+namespace {
+
+QToolButton* segment(const QString& text, const QString& tip, QWidget* parent) {
+    auto* button = new QToolButton(parent);
+    button->setText(text);
+    button->setToolTip(tip);
+    button->setCheckable(true);
+    button->setAutoRaise(true);
+    button->setMinimumWidth(72);
+    return button;
+}
+
+} // namespace
+
 ProjectView::ProjectView(AppModel& app, QWidget* parent)
     : QWidget(parent)
     , m_app(app)
     , m_name(new QLineEdit(this))
-    , m_summary(new QLabel(this)) {
+    , m_shapeButton(segment(QStringLiteral("Shape"), QStringLiteral("Shape (Ctrl+Alt+1)"), this))
+    , m_graphButton(segment(QStringLiteral("Graph"), QStringLiteral("Graph (Ctrl+Alt+2)"), this))
+    , m_modes(new QStackedWidget(this))
+    , m_shape(new ShapeView(m_modes))
+    , m_graphFaces(new QStackedWidget(m_modes))
+    , m_overview(new GraphOverview(m_graphFaces))
+    , m_table(new GraphTableView(m_graphFaces)) {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(0);
@@ -40,38 +67,112 @@ ProjectView::ProjectView(AppModel& app, QWidget* parent)
     nameFont.setWeight(QFont::DemiBold);
     nameFont.setPointSizeF(nameFont.pointSizeF() * 1.1);
     m_name->setFont(nameFont);
-    m_name->setMaximumWidth(420);
+    m_name->setMaximumWidth(320);
     barLayout->addWidget(m_name);
+    barLayout->addSpacing(Theme::space(4));
+
+    auto* modes = new QButtonGroup(this);
+    modes->setExclusive(true);
+    m_shapeButton->setObjectName(QStringLiteral("shapeMode"));
+    m_graphButton->setObjectName(QStringLiteral("graphMode"));
+    modes->addButton(m_shapeButton);
+    modes->addButton(m_graphButton);
+    barLayout->addWidget(m_shapeButton);
+    barLayout->addWidget(m_graphButton);
     barLayout->addStretch();
     layout->addWidget(bar);
 
-    m_summary->setAlignment(Qt::AlignCenter);
-    QPalette subtle = m_summary->palette();
-    subtle.setColor(QPalette::WindowText, Theme::secondaryText());
-    m_summary->setPalette(subtle);
-    layout->addWidget(m_summary, 1);
+    m_graphFaces->addWidget(m_overview);
+    m_graphFaces->addWidget(m_table);
+    m_modes->addWidget(m_shape);
+    m_modes->addWidget(m_graphFaces);
+    layout->addWidget(m_modes, 1);
 
+    connect(m_shapeButton, &QToolButton::clicked, this, [this] {
+        if (m_session)
+            m_session->setMode(SessionMode::Shape);
+    });
+    connect(m_graphButton, &QToolButton::clicked, this, [this] {
+        if (m_session)
+            m_session->setMode(SessionMode::Graph);
+    });
+    connect(m_overview, &GraphOverview::showTableRequested, this, [this] { setShowsTable(true); });
     connect(m_name, &QLineEdit::editingFinished, this, &ProjectView::commitName);
     connect(&m_app, &AppModel::sessionChanged, this, &ProjectView::bindSession);
     connect(&m_app, &AppModel::renamingChanged, this, &ProjectView::beginRenaming);
     bindSession();
 }
 
+ProjectView::~ProjectView() {
+    if (m_session)
+        disconnect(m_session, nullptr, this, nullptr);
+}
+
 void ProjectView::bindSession() {
+    if (m_session)
+        disconnect(m_session, nullptr, this, nullptr);
     ProjectSession* session = m_app.session();
+    m_session = session;
+    m_shape->setSession(session);
+    m_table->setSession(session);
+    m_overview->setSession(session);
     if (!session)
         return;
     auto sync = [this, session] {
-        m_name->setText(session->project().name);
-        const GraphSchema& shape = session->project().schema;
-        m_summary->setText(shape.nodeTypes.isEmpty() ? QStringLiteral("This project has no shape yet.")
-                                                     : QStringLiteral("%1 node types, %2 relationship types.")
-                                                           .arg(shape.nodeTypes.size())
-                                                           .arg(shape.relTypes.size()));
+        if (!m_name->hasFocus())
+            m_name->setText(session->project().name);
     };
     connect(session, &ProjectSession::projectChanged, this, sync);
-    sync();
+    connect(session, &ProjectSession::modeChanged, this, &ProjectView::syncMode);
+    // The dialog opens once the edit that asked has returned.
+    connect(session, &ProjectSession::confirmationChanged, this, &ProjectView::confirm, Qt::QueuedConnection);
+    m_name->setText(session->project().name);
+    // A project without a shape opens on its shape.
+    if (session->project().schema.nodeTypes.isEmpty())
+        session->setMode(SessionMode::Shape);
+    syncMode();
     beginRenaming();
+}
+
+void ProjectView::syncMode() {
+    const bool shape = m_session && m_session->mode() == SessionMode::Shape;
+    m_shapeButton->setChecked(shape);
+    m_graphButton->setChecked(!shape);
+    m_modes->setCurrentWidget(shape ? static_cast<QWidget*>(m_shape) : m_graphFaces);
+    m_graphFaces->setCurrentWidget(m_showsTable ? static_cast<QWidget*>(m_table) : m_overview);
+}
+
+void ProjectView::setShowsTable(bool shows) {
+    if (m_session)
+        m_session->setMode(SessionMode::Graph);
+    if (m_showsTable != shows) {
+        m_showsTable = shows;
+        emit showsTableChanged();
+    }
+    syncMode();
+}
+
+void ProjectView::confirm() {
+    if (!m_session || !m_session->confirmation())
+        return;
+    const DataLossConfirmation confirmation = *m_session->confirmation();
+    QMessageBox box(this);
+    box.setIcon(QMessageBox::Warning);
+    box.setWindowTitle(confirmation.title);
+    box.setText(confirmation.title);
+    box.setInformativeText(confirmation.message);
+    QPushButton* perform = box.addButton(confirmation.actionTitle, QMessageBox::DestructiveRole);
+    perform->setObjectName(QStringLiteral("confirmAction"));
+    QPushButton* cancel = box.addButton(QMessageBox::Cancel);
+    box.setDefaultButton(cancel);
+    box.exec();
+    // Another confirmation may have taken this one's place meanwhile.
+    if (!m_session || !m_session->confirmation() || m_session->confirmation()->id != confirmation.id)
+        return;
+    if (box.clickedButton() == perform)
+        m_session->confirm();
+    else
+        m_session->dismissConfirmation();
 }
 
 void ProjectView::beginRenaming() {

@@ -8,6 +8,7 @@
 #include "library/GalleryView.h"
 #include "settings/SettingsWindow.h"
 #include "shell/ToastView.h"
+#include "undo/UndoStack.h"
 
 #include <QActionGroup>
 #include <QApplication>
@@ -27,7 +28,8 @@ MainWindow::MainWindow(AppModel& app, AppDelegate& delegate, QWidget* parent)
     , m_stack(new QStackedWidget(this))
     , m_gallery(new GalleryView(app, m_stack))
     , m_projectView(new ProjectView(app, m_stack))
-    , m_toast(new ToastView(m_stack)) {
+    , m_toast(new ToastView(m_stack))
+    , m_undo(new UndoStack(this)) {
     setWindowTitle(QStringLiteral("Corvantis"));
     setObjectName("main");
     resize(1440, 900);
@@ -46,6 +48,12 @@ MainWindow::MainWindow(AppModel& app, AppDelegate& delegate, QWidget* parent)
     });
     syncTopState();
     syncNotice();
+}
+
+MainWindow::~MainWindow() {
+    if (ProjectSession* session = m_app.session())
+        disconnect(session, nullptr, this, nullptr);
+    disconnect(&m_app, nullptr, this, nullptr);
 }
 
 void MainWindow::buildMenus() {
@@ -79,7 +87,81 @@ void MainWindow::buildMenus() {
     connect(&m_app, &AppModel::sessionChanged, this, syncActions);
     syncActions();
 
+    QMenu* edit = menuBar()->addMenu(QStringLiteral("&Edit"));
+    QAction* undo = edit->addAction(QStringLiteral("Undo"), m_undo, &UndoStack::undo);
+    undo->setObjectName(QStringLiteral("undo"));
+    undo->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Z));
+    QAction* redo = edit->addAction(QStringLiteral("Redo"), m_undo, &UndoStack::redo);
+    redo->setObjectName(QStringLiteral("redo"));
+    // Ctrl+R is Redo in this program, beside the usual Ctrl+Shift+Z.
+    redo->setShortcuts({QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_Z), QKeySequence(Qt::CTRL | Qt::Key_R)});
+    auto syncUndo = [this, undo, redo] {
+        undo->setEnabled(m_undo->canUndo());
+        redo->setEnabled(m_undo->canRedo());
+        const QString undoName = m_undo->undoActionName();
+        const QString redoName = m_undo->redoActionName();
+        undo->setText(undoName.isEmpty() || !m_undo->canUndo() ? QStringLiteral("Undo")
+                                                               : QStringLiteral("Undo %1").arg(undoName));
+        redo->setText(redoName.isEmpty() || !m_undo->canRedo() ? QStringLiteral("Redo")
+                                                               : QStringLiteral("Redo %1").arg(redoName));
+    };
+    connect(m_undo, &UndoStack::changed, this, syncUndo);
+    connect(edit, &QMenu::aboutToShow, this, syncUndo);
+    syncUndo();
+
     QMenu* view = menuBar()->addMenu(QStringLiteral("&View"));
+    QAction* shapeMode = view->addAction(QStringLiteral("Shape"));
+    shapeMode->setObjectName(QStringLiteral("shapeModeAction"));
+    shapeMode->setShortcut(QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_1));
+    QAction* graphMode = view->addAction(QStringLiteral("Graph"));
+    graphMode->setObjectName(QStringLiteral("graphModeAction"));
+    graphMode->setShortcut(QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_2));
+    auto* modeGroup = new QActionGroup(this);
+    for (QAction* action : {shapeMode, graphMode}) {
+        action->setCheckable(true);
+        modeGroup->addAction(action);
+    }
+    connect(shapeMode, &QAction::triggered, this, [this] {
+        if (ProjectSession* session = m_app.session())
+            session->setMode(SessionMode::Shape);
+    });
+    connect(graphMode, &QAction::triggered, this, [this] {
+        if (ProjectSession* session = m_app.session())
+            session->setMode(SessionMode::Graph);
+    });
+    QAction* showTable = view->addAction(QStringLiteral("Show Table"));
+    showTable->setObjectName(QStringLiteral("showTableAction"));
+    showTable->setCheckable(true);
+    showTable->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_T));
+    connect(showTable, &QAction::triggered, this, [this] {
+        ProjectSession* session = m_app.session();
+        if (!session)
+            return;
+        // From Shape mode the command brings the table; in Graph mode it swaps table and overview.
+        if (session->mode() != SessionMode::Graph)
+            m_projectView->setShowsTable(true);
+        else
+            m_projectView->setShowsTable(!m_projectView->showsTable());
+    });
+    auto syncView = [this, shapeMode, graphMode, showTable] {
+        ProjectSession* session = m_app.session();
+        for (QAction* action : {shapeMode, graphMode, showTable})
+            action->setEnabled(session != nullptr);
+        shapeMode->setChecked(session && session->mode() == SessionMode::Shape);
+        graphMode->setChecked(session && session->mode() == SessionMode::Graph);
+        showTable->setChecked(session && session->mode() == SessionMode::Graph &&
+                              m_projectView->showsTable());
+    };
+    connect(&m_app, &AppModel::sessionChanged, this, [this, syncView] {
+        if (ProjectSession* session = m_app.session())
+            connect(session, &ProjectSession::modeChanged, this, syncView);
+        syncView();
+    });
+    connect(m_projectView, &ProjectView::showsTableChanged, this, syncView);
+    connect(view, &QMenu::aboutToShow, this, syncView);
+    syncView();
+    view->addSeparator();
+
     QMenu* appearance = view->addMenu(QStringLiteral("Appearance"));
     auto* group = new QActionGroup(this);
     const std::pair<Appearance, const char*> choices[] = {
@@ -102,10 +184,13 @@ void MainWindow::syncTopState() {
     setWindowTitle(m_app.session() ? QStringLiteral("%1 — Corvantis").arg(m_app.session()->project().name)
                                    : QStringLiteral("Corvantis"));
     if (ProjectSession* session = m_app.session()) {
+        session->setUndoStack(m_undo);
         connect(session, &ProjectSession::projectChanged, this, [this, session] {
             if (m_app.session() == session)
                 setWindowTitle(QStringLiteral("%1 — Corvantis").arg(session->project().name));
         });
+        connect(session, &ProjectSession::noticeChanged, this, &MainWindow::syncSessionNotice);
+        syncSessionNotice();
     } else {
         m_gallery->list()->setFocus();
     }
@@ -113,6 +198,24 @@ void MainWindow::syncTopState() {
 
 void MainWindow::syncNotice() {
     m_toast->show(m_app.notice(), [this] { m_app.setNotice(std::nullopt); });
+}
+
+// The session's notice shares the toast with the app's: the newer one shows.
+void MainWindow::syncSessionNotice() {
+    ProjectSession* session = m_app.session();
+    if (!session || (sender() && sender() != session))
+        return;
+    if (!session->notice()) {
+        if (!m_sessionToast.isEmpty() && m_toast->text() == m_sessionToast)
+            m_toast->show(std::nullopt, {});
+        m_sessionToast.clear();
+        return;
+    }
+    m_sessionToast = *session->notice();
+    m_toast->show(session->notice(), [this, session] {
+        if (m_app.session() == session)
+            session->setNotice(std::nullopt);
+    });
 }
 
 void MainWindow::confirmDelete() {

@@ -12,6 +12,7 @@ class GalleryView;
 class ProjectView;
 class SettingsWindow;
 class ToastView;
+class UndoStack;
 
 // The one window: the gallery while no project is open, the project's views while one is. Closing it
 // quits the program in order: the app model closes everything first.
@@ -19,10 +20,14 @@ class MainWindow : public QMainWindow {
     Q_OBJECT
 public:
     MainWindow(AppModel& app, AppDelegate& delegate, QWidget* parent = nullptr);
+    // Lets go of the session first: the views that close with the window may still send it edits.
+    ~MainWindow() override;
 
     GalleryView* gallery() const { return m_gallery; }
     ProjectView* projectView() const { return m_projectView; }
     ToastView* toast() const { return m_toast; }
+    // The window's undo stack, which the open session registers its steps on.
+    UndoStack* undoStack() const { return m_undo; }
 
     // The Quit command, SIGTERM and SIGINT all come here.
     void requestQuit();
@@ -34,6 +39,7 @@ private:
     void buildMenus();
     void syncTopState();
     void syncNotice();
+    void syncSessionNotice();
     void confirmDelete();
     void showSettings();
 
@@ -44,6 +50,8 @@ private:
     ProjectView* m_projectView;
     ToastView* m_toast;
     SettingsWindow* m_settings = nullptr;
+    UndoStack* m_undo;
+    QString m_sessionToast; // the session's notice that the toast shows, if it shows one
     bool m_mayClose = false;
 };
 
