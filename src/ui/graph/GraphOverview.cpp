@@ -4,6 +4,7 @@
 #include "graph/ProjectSession.h"
 #include "shape/TypeSwatch.h"
 
+#include <QEvent>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPushButton>
@@ -61,6 +62,12 @@ void GraphOverview::setSession(ProjectSession* session) {
     refresh();
 }
 
+void GraphOverview::changeEvent(QEvent* event) {
+    QWidget::changeEvent(event);
+    if (event->type() == QEvent::ApplicationPaletteChange)
+        refresh();
+}
+
 void GraphOverview::refresh() {
     while (QLayoutItem* item = m_typesLayout->takeAt(0)) {
         if (QWidget* widget = item->widget())
@@ -84,8 +91,6 @@ void GraphOverview::refresh() {
     }
     m_summary->setText(counted(m_session->nodes().size(), QStringLiteral("node")) + QStringLiteral(" · ") +
                        counted(m_session->rels().size(), QStringLiteral("relationship")));
-    QPalette subtle = palette();
-    subtle.setColor(QPalette::WindowText, Theme::secondaryText());
     for (const NodeType& type : project.schema.nodeTypes) {
         const NodeType* applied = project.appliedSchema ? project.appliedSchema->nodeType(type.id) : nullptr;
         const int count = applied ? m_session->typeCounts().value(applied->table()) : 0;
@@ -98,7 +103,7 @@ void GraphOverview::refresh() {
         line->addWidget(new QLabel(type.name, row));
         line->addStretch();
         auto* number = new QLabel(QString::number(count), row);
-        number->setPalette(subtle);
+        number->setForegroundRole(QPalette::PlaceholderText);
         line->addWidget(number);
         row->setMinimumWidth(260);
         m_typesLayout->addWidget(row);

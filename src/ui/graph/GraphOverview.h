@@ -27,6 +27,9 @@ public:
 signals:
     void showTableRequested();
 
+protected:
+    void changeEvent(QEvent* event) override;
+
 private:
     void refresh();
 

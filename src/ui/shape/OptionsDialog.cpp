@@ -27,9 +27,7 @@ OptionsDialog::OptionsDialog(const QString& propertyName, const QStringList& opt
     auto* hint =
         new QLabel(QStringLiteral("Renaming an option renames it on every node that holds it."), this);
     hint->setWordWrap(true);
-    QPalette subtle = hint->palette();
-    subtle.setColor(QPalette::WindowText, Theme::secondaryText());
-    hint->setPalette(subtle);
+    hint->setForegroundRole(QPalette::PlaceholderText);
     layout->addWidget(hint);
 
     m_list->setObjectName(QStringLiteral("options"));

@@ -27,9 +27,7 @@ QString counted(qint64 count, const QString& word) {
 
 QLabel* subtleLabel(const QString& text, QWidget* parent) {
     auto* label = new QLabel(text, parent);
-    QPalette palette = label->palette();
-    palette.setColor(QPalette::WindowText, Theme::secondaryText());
-    label->setPalette(palette);
+    label->setForegroundRole(QPalette::PlaceholderText);
     return label;
 }
 

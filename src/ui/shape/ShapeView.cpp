@@ -4,10 +4,11 @@
 #include "graph/ProjectSession.h"
 #include "shape/NewRelTypeDialog.h"
 #include "shape/ShapeTypeEditor.h"
-#include "shape/TypeSwatch.h"
+#include "shape/TypeItemDelegate.h"
 #include "support/Json.h"
 
 #include <QApplication>
+#include <QEvent>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
@@ -44,9 +45,9 @@ QListWidget* typeList(const QString& name, QWidget* parent) {
     list->setObjectName(name);
     list->setFrameShape(QFrame::NoFrame);
     list->setSelectionMode(QAbstractItemView::SingleSelection);
-    list->setIconSize(QSize(12, 12));
-    list->setSpacing(1);
     list->setUniformItemSizes(true);
+    list->setMouseTracking(true);
+    list->setItemDelegate(new TypeItemDelegate(list));
     return list;
 }
 
@@ -71,10 +72,7 @@ ShapeView::ShapeView(QWidget* parent)
     side->setObjectName(QStringLiteral("shapeSide"));
     side->setFixedWidth(280);
     side->setAutoFillBackground(true);
-    QPalette sidePalette = side->palette();
-    sidePalette.setColor(QPalette::Window, Theme::cardSurface());
-    sidePalette.setColor(QPalette::Base, Theme::cardSurface());
-    side->setPalette(sidePalette);
+    side->setBackgroundRole(QPalette::Base);
     auto* sideLayout = new QVBoxLayout(side);
     sideLayout->setContentsMargins(Theme::space(3), Theme::space(4), Theme::space(3), Theme::space(3));
     sideLayout->setSpacing(Theme::space(2));
@@ -104,10 +102,8 @@ ShapeView::ShapeView(QWidget* parent)
     m_issues->setObjectName(QStringLiteral("shapeIssues"));
     m_issues->setWordWrap(true);
     m_issues->setContentsMargins(Theme::space(6), Theme::space(3), Theme::space(6), Theme::space(3));
-    QPalette issuePalette = m_issues->palette();
-    issuePalette.setColor(QPalette::WindowText, Theme::danger());
-    m_issues->setPalette(issuePalette);
     m_issues->hide();
+    paintIssues();
     mainLayout->addWidget(m_issues);
 
     auto* emptyLayout = new QVBoxLayout(m_emptyPage);
@@ -127,9 +123,7 @@ ShapeView::ShapeView(QWidget* parent)
 
     m_noSelection->setText(QStringLiteral("Select a node type or a relationship to edit it."));
     m_noSelection->setAlignment(Qt::AlignCenter);
-    QPalette subtle = m_noSelection->palette();
-    subtle.setColor(QPalette::WindowText, Theme::secondaryText());
-    m_noSelection->setPalette(subtle);
+    m_noSelection->setForegroundRole(QPalette::PlaceholderText);
 
     m_scroll->setWidgetResizable(true);
     m_scroll->setFrameShape(QFrame::NoFrame);
@@ -173,6 +167,21 @@ void ShapeView::setSession(ProjectSession* session) {
     refresh();
 }
 
+void ShapeView::changeEvent(QEvent* event) {
+    QWidget::changeEvent(event);
+    // The type colours and the form's warnings follow the appearance.
+    if (event->type() == QEvent::PaletteChange || event->type() == QEvent::ApplicationPaletteChange) {
+        paintIssues();
+        scheduleRefresh();
+    }
+}
+
+void ShapeView::paintIssues() {
+    QPalette palette = m_issues->palette();
+    palette.setColor(QPalette::WindowText, Theme::danger());
+    m_issues->setPalette(palette);
+}
+
 void ShapeView::scheduleRefresh() {
     // Controls of the form may be the sender; the form is built again once they have returned.
     m_refresh.start();
@@ -197,10 +206,12 @@ void ShapeView::rebuildLists() {
     const GraphSchema& schema = project.schema;
     const auto selection = m_session->shapeSelection();
     for (const NodeType& type : schema.nodeTypes) {
-        auto* item = new QListWidgetItem(typeSwatch(type.color), type.name, m_nodeList);
+        auto* item = new QListWidgetItem(type.name, m_nodeList);
         item->setData(Qt::UserRole, json::uuidText(type.id));
+        item->setData(TypeItemDelegate::ColorRole, type.color);
         const NodeType* applied = project.appliedSchema ? project.appliedSchema->nodeType(type.id) : nullptr;
         const int count = applied ? m_session->typeCounts().value(applied->table()) : 0;
+        item->setData(TypeItemDelegate::NoteRole, QString::number(count));
         item->setToolTip(
             QStringLiteral("%1: %2 node%3").arg(type.name).arg(count).arg(count == 1 ? "" : "s"));
         if (selection && selection->kind == ShapeSelection::Kind::Node && selection->id == type.id)
@@ -217,6 +228,7 @@ void ShapeView::rebuildLists() {
         }
         auto* item = new QListWidgetItem(type.name, m_relList);
         item->setData(Qt::UserRole, json::uuidText(type.id));
+        item->setData(TypeItemDelegate::NoteRole, ends.join(QStringLiteral(", ")));
         item->setToolTip(ends.join(QLatin1Char('\n')));
         if (selection && selection->kind != ShapeSelection::Kind::Node && selection->id == type.id)
             item->setSelected(true);

@@ -38,7 +38,11 @@ public:
     void addRelationship();
     void deleteSelected();
 
+protected:
+    void changeEvent(QEvent* event) override;
+
 private:
+    void paintIssues();
     void scheduleRefresh();
     void refresh();
     void rebuildLists();

@@ -66,7 +66,10 @@ bool ToastView::eventFilter(QObject* watched, QEvent* event) {
 void ToastView::place() {
     QWidget* host = parentWidget();
     int width = qMin(560, host->width() - Theme::space(8));
-    m_label->setMaximumWidth(width - Theme::space(16));
+    const int labelWidth = width - Theme::space(16);
+    m_label->setMaximumWidth(labelWidth);
+    // A wrapping label asks for little width; a short sentence should stand on one line.
+    m_label->setMinimumWidth(qMin(labelWidth, m_label->fontMetrics().horizontalAdvance(m_label->text()) + 2));
     adjustSize();
     resize(qMin(width, sizeHint().width()), sizeHint().height());
     move((host->width() - this->width()) / 2, host->height() - height() - Theme::space(6));

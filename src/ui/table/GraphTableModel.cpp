@@ -84,20 +84,11 @@ void GraphTableModel::refresh() {
             }
         }
     }
-    // Rows keep their places while the table stands, so that a row being edited doesn't jump away:
-    // records already shown stay in order and new ones follow, sorted among themselves.
-    if (columns == m_columns && label == m_label && !m_ids.isEmpty()) {
-        const QSet<QString> present(ids.begin(), ids.end());
-        QStringList kept;
-        for (const QString& id : std::as_const(m_ids))
-            if (present.contains(id))
-                kept << id;
-        const QSet<QString> shown(kept.begin(), kept.end());
-        for (const QString& id : std::as_const(ids))
-            if (!shown.contains(id))
-                kept << id;
-        ids = kept;
-    }
+    // While the same records stand, rows keep their places, so that a row whose title is being edited
+    // doesn't jump away; when records come or go, the rows are sorted again.
+    if (columns == m_columns && label == m_label &&
+        QSet<QString>(ids.begin(), ids.end()) == QSet<QString>(m_ids.begin(), m_ids.end()))
+        ids = m_ids;
     if (ids == m_ids && columns == m_columns && label == m_label) {
         if (!m_ids.isEmpty())
             emit dataChanged(index(0, 0), index(rowCount() - 1, columnCount() - 1));

@@ -8,6 +8,7 @@
 #include "table/ValueDelegate.h"
 
 #include <QComboBox>
+#include <QEvent>
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QItemSelectionModel>
@@ -47,9 +48,7 @@ GraphTableView::GraphTableView(QWidget* parent)
     m_picker->setMinimumWidth(220);
     m_picker->setSizeAdjustPolicy(QComboBox::AdjustToContents);
     bar->addWidget(m_picker);
-    QPalette subtle = m_count->palette();
-    subtle.setColor(QPalette::WindowText, Theme::secondaryText());
-    m_count->setPalette(subtle);
+    m_count->setForegroundRole(QPalette::PlaceholderText);
     bar->addWidget(m_count);
     bar->addStretch();
     m_add->setObjectName(QStringLiteral("addRecord"));
@@ -78,7 +77,7 @@ GraphTableView::GraphTableView(QWidget* parent)
     m_empty->setObjectName(QStringLiteral("tableEmpty"));
     m_empty->setAlignment(Qt::AlignCenter);
     m_empty->setWordWrap(true);
-    m_empty->setPalette(subtle);
+    m_empty->setForegroundRole(QPalette::PlaceholderText);
     layout->addWidget(m_empty, 1);
 
     connect(m_picker, &QComboBox::currentIndexChanged, this, &GraphTableView::takePickedSource);
@@ -109,6 +108,13 @@ void GraphTableView::setSession(ProjectSession* session) {
         connect(session, &ProjectSession::graphChanged, this, &GraphTableView::rebuildPicker);
     }
     rebuildPicker();
+}
+
+void GraphTableView::changeEvent(QEvent* event) {
+    QWidget::changeEvent(event);
+    // The type colours follow the appearance.
+    if (event->type() == QEvent::ApplicationPaletteChange)
+        rebuildPicker();
 }
 
 void GraphTableView::rebuildPicker() {

@@ -42,6 +42,9 @@ public:
     // The selected rows: nodes after a confirmation when there are several.
     void deleteSelected();
 
+protected:
+    void changeEvent(QEvent* event) override;
+
 private:
     void rebuildPicker();
     void takePickedSource();
