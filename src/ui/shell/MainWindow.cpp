@@ -218,23 +218,32 @@ void MainWindow::syncSessionNotice() {
     });
 }
 
+// The confirmation is window-modal and answers through a signal, without a nested event loop, so that
+// nothing else runs half-way through it.
 void MainWindow::confirmDelete() {
     auto deleting = m_app.deleting();
-    if (!deleting)
+    if (!deleting || findChild<QMessageBox*>(QStringLiteral("deleteConfirmation")))
         return;
-    QMessageBox box(this);
-    box.setIcon(QMessageBox::Warning);
-    box.setWindowTitle(QStringLiteral("Delete Project"));
-    box.setText(QStringLiteral("Delete “%1”?").arg(deleting->name));
-    box.setInformativeText(AppModel::deleteConfirmation());
-    QPushButton* remove = box.addButton(QStringLiteral("Delete"), QMessageBox::DestructiveRole);
-    QPushButton* cancel = box.addButton(QMessageBox::Cancel);
-    box.setDefaultButton(cancel);
-    box.exec();
+    auto* box = new QMessageBox(this);
+    box->setObjectName(QStringLiteral("deleteConfirmation"));
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    box->setWindowModality(Qt::WindowModal);
+    box->setIcon(QMessageBox::Warning);
+    box->setWindowTitle(QStringLiteral("Delete Project"));
+    box->setText(QStringLiteral("Delete “%1”?").arg(deleting->name));
+    box->setInformativeText(AppModel::deleteConfirmation());
+    QPushButton* remove = box->addButton(QStringLiteral("Delete"), QMessageBox::DestructiveRole);
+    QPushButton* cancel = box->addButton(QMessageBox::Cancel);
+    box->setDefaultButton(cancel);
     Project target = *deleting;
-    m_app.setDeleting(std::nullopt);
-    if (box.clickedButton() == remove)
-        m_app.remove(target);
+    connect(box, &QMessageBox::finished, this, [this, box, remove, target] {
+        bool confirmed = box->clickedButton() == remove;
+        box->setObjectName(QString());
+        m_app.setDeleting(std::nullopt);
+        if (confirmed)
+            m_app.remove(target);
+    });
+    box->open();
 }
 
 void MainWindow::showSettings() {

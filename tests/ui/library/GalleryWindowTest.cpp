@@ -46,31 +46,19 @@ struct Window {
     QModelIndex card(int row) { return list()->model()->index(row, 0); }
 };
 
-// Answers the next modal message box with the button whose text is `button`, once it shows; a box
-// that never shows, or has no such button, fails the test instead of hanging it.
-void answerNextMessageBox(const QString& button) {
-    auto* poll = new QTimer;
-    auto started = std::make_shared<QElapsedTimer>();
-    started->start();
-    QObject::connect(poll, &QTimer::timeout, [poll, started, button] {
-        auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
-        if (!box) {
-            if (started->elapsed() > 5000) {
-                poll->deleteLater();
-                ADD_FAILURE() << "no message box showed";
-            }
+// Answers the open delete confirmation with the button whose text is `button`.
+void answerConfirmation(QWidget* window, const QString& button) {
+    QMessageBox* box = nullptr;
+    ASSERT_TRUE(test::waitUntil([&] {
+        box = window->findChild<QMessageBox*>(QStringLiteral("deleteConfirmation"));
+        return box && box->isVisible();
+    }));
+    for (QAbstractButton* candidate : box->buttons())
+        if (candidate->text().remove('&') == button) {
+            candidate->click();
             return;
         }
-        poll->deleteLater();
-        for (QAbstractButton* candidate : box->buttons())
-            if (candidate->text().remove('&') == button) {
-                candidate->click();
-                return;
-            }
-        box->reject();
-        ADD_FAILURE() << "no button " << button.toStdString();
-    });
-    poll->start(10);
+    FAIL() << "no button " << button.toStdString();
 }
 
 } // namespace
@@ -110,14 +98,14 @@ TEST(GalleryWindow, RenamesInPlaceAndDeletesAfterConfirmation) {
 
     // Cancelling keeps the project; confirming removes its folder.
     w.list()->setCurrentIndex(w.card(2));
-    answerNextMessageBox("Cancel");
     w.window->gallery()->deleteSelected();
+    answerConfirmation(w.window.get(), "Cancel");
     ASSERT_TRUE(test::waitUntil([&] { return !w.app->deleting(); }));
     EXPECT_EQ(w.app->projects().size(), 2);
 
     w.list()->setCurrentIndex(w.card(2));
-    answerNextMessageBox("Delete");
     w.window->gallery()->deleteSelected();
+    answerConfirmation(w.window.get(), "Delete");
     ASSERT_TRUE(test::waitUntil([&] { return w.app->projects().size() == 1; }));
     EXPECT_EQ(w.card(1).data().toString(), "Library");
 }
