@@ -267,3 +267,21 @@ TEST(SessionSettings, ScopesAndTheBuildDefaultAreKeptPerProject) {
     EXPECT_FALSE(world.settings.addsByHand());
     EXPECT_TRUE(world.settings.searchScope(QUuid::createUuid()).isEmpty());
 }
+
+TEST(SessionOpening, ADatabaseThatWontOpenLeavesTheProjectAsItWas) {
+    SessionWorld world;
+    Project project = world.create(readingShape());
+    SessionStoreOpener broken = [](const QString&) -> std::shared_ptr<SessionStore> {
+        throw GraphStoreError("The database file is damaged.");
+    };
+    const QByteArray before = readFile(world.library.folder(project.id) + "/project.json");
+    ProjectSession session(project, world.library, &world.settings, broken);
+    EXPECT_TRUE(session.graphUnavailable());
+    EXPECT_EQ(session.notice(),
+              "“Reading” couldn't be opened: The database file is damaged. Nothing is saved here meanwhile.");
+    // A first opening that failed doesn't finalize the project.
+    EXPECT_FALSE(session.project().isFinalized());
+    test::await(session.close());
+    EXPECT_EQ(readFile(world.library.folder(project.id) + "/project.json"), before);
+    EXPECT_FALSE(QFile::exists(layoutFile(world, project.id)));
+}
