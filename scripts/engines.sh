@@ -25,14 +25,14 @@ say() { echo "engines: $*" >&2; }
 
 # Fetches an npm package tarball into $2 and checks it against the pinned integrity hash.
 fetch_npm() {
-  local spec=$1 dest=$2 integrity=$3
+  local package=$1 dest=$2 integrity=$3
   local tgz
-  tgz=$(cd "$dest" && npm pack --silent "$spec" 2>/dev/null | tail -n 1)
+  tgz=$(cd "$dest" && npm pack --silent "$package" 2>/dev/null | tail -n 1)
   local algo=${integrity%%-*} want=${integrity#*-}
   local got
   got=$(openssl dgst "-$algo" -binary "$dest/$tgz" | base64 -w0)
   if [ "$got" != "$want" ]; then
-    say "the downloaded $spec does not match its pinned integrity hash; refusing to build it."
+    say "the downloaded $package does not match its pinned integrity hash; refusing to build it."
     exit 1
   fi
   echo "$dest/$tgz"
