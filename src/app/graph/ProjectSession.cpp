@@ -117,27 +117,39 @@ void ProjectSession::loadRecords(GraphStore& store) {
         for (const RelType& type : m_project.appliedSchema->relTypes)
             relLabels << type.table();
     }
+    QList<NodeRecord> loadedNodes = store.loadNodes(nodeLabels);
     QHash<QString, NodeRecord> nodes;
-    for (NodeRecord& node : store.loadNodes(nodeLabels))
-        nodes.insert(node.id, std::move(node));
+    nodes.reserve(loadedNodes.size());
+    for (NodeRecord& node : loadedNodes) {
+        QString id = node.id;
+        nodes.emplace(std::move(id), std::move(node));
+    }
+    loadedNodes.clear();
+    QList<RelRecord> loadedRels = store.loadRels(relLabels);
     QHash<QString, RelRecord> rels;
-    for (RelRecord& rel : store.loadRels(relLabels))
-        rels.insert(rel.id, std::move(rel));
+    rels.reserve(loadedRels.size());
+    for (RelRecord& rel : loadedRels) {
+        QString id = rel.id;
+        rels.emplace(std::move(id), std::move(rel));
+    }
     m_nodes = std::move(nodes);
     m_rels = std::move(rels);
 }
 
 void ProjectSession::rebuildDerived() {
-    QHash<QString, int> degrees;
+    // A node's degree is the length of its neighbour list (a loop appears there twice, as it counts).
     QHash<QString, QStringList> adjacency;
+    adjacency.reserve(m_nodes.size());
     QHash<QString, int> relCounts;
     for (const RelRecord& rel : std::as_const(m_rels)) {
-        degrees[rel.from] += 1;
-        degrees[rel.to] += 1;
         adjacency[rel.from].append(rel.to);
         adjacency[rel.to].append(rel.from);
         relCounts[rel.label] += 1;
     }
+    QHash<QString, int> degrees;
+    degrees.reserve(adjacency.size());
+    for (auto it = adjacency.cbegin(); it != adjacency.cend(); ++it)
+        degrees.emplace(it.key(), static_cast<int>(it->size()));
     QHash<QString, int> typeCounts;
     for (const NodeRecord& node : std::as_const(m_nodes))
         typeCounts[node.label] += 1;

@@ -45,7 +45,49 @@ lbug_value FlatTuple::rawValue(quint64 index) {
 
 LadybugValue FlatTuple::getValue(quint64 index) {
     lbug_value value = rawValue(index);
-    return readValue(&value);
+    const auto& types = m_result->getColumnTypes();
+    return readValue(&value, index < types.size() ? types[index] : LBUG_ANY, &m_result->columnShape(index));
+}
+
+lbug_data_type_id FlatTuple::typeAt(quint64 index, lbug_value& value) {
+    const auto& types = m_result->getColumnTypes();
+    if (index < types.size() && types[index] != LBUG_ANY)
+        return types[index];
+    lbug_logical_type type;
+    lbug_value_get_data_type(&value, &type);
+    auto id = lbug_data_type_get_id(&type);
+    lbug_data_type_destroy(&type);
+    return id;
+}
+
+bool FlatTuple::visitNode(quint64 index, QString& label, const PropertyVisitor& visit) {
+    lbug_value value = rawValue(index);
+    if (value._value == nullptr || lbug_value_is_null(&value) || typeAt(index, value) != LBUG_NODE)
+        return false;
+    label = ladybug::visitNode(&value, &m_result->columnShape(index), visit);
+    return true;
+}
+
+bool FlatTuple::visitRelationship(quint64 index, QString& label, const PropertyVisitor& visit) {
+    lbug_value value = rawValue(index);
+    if (value._value == nullptr || lbug_value_is_null(&value) || typeAt(index, value) != LBUG_REL)
+        return false;
+    label = ladybug::visitRelationship(&value, &m_result->columnShape(index), visit);
+    return true;
+}
+
+std::optional<QString> FlatTuple::getText(quint64 index) {
+    lbug_value value = rawValue(index);
+    if (value._value == nullptr || lbug_value_is_null(&value) || typeAt(index, value) != LBUG_STRING)
+        return std::nullopt;
+    char* text = nullptr;
+    if (lbug_value_get_string(&value, &text) != LbugSuccess)
+        throw LadybugError(
+            LadybugError::Kind::GetValueFailed,
+            QStringLiteral("Failed to get STRING value with status %1").arg(static_cast<int>(LbugError)));
+    QString result = QString::fromUtf8(text);
+    lbug_destroy_string(text);
+    return result;
 }
 
 LadybugList FlatTuple::getAsArray() {

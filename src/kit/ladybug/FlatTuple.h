@@ -4,6 +4,7 @@
 
 #include <lbug.h>
 #include <memory>
+#include <optional>
 
 namespace corvantis::ladybug {
 
@@ -21,6 +22,12 @@ public:
 
     // The value of one column in native form; fails with LadybugError (getValueFailed).
     LadybugValue getValue(quint64 index);
+    // Reads the node or relationship of one column in place (see visitNode); false, with nothing
+    // visited, when the column holds null or another kind.
+    bool visitNode(quint64 index, QString& label, const PropertyVisitor& visit);
+    bool visitRelationship(quint64 index, QString& label, const PropertyVisitor& visit);
+    // The text of a STRING column, read without wrapping; absent when null or of another kind.
+    std::optional<QString> getText(quint64 index);
     // Every column's value, in order.
     LadybugList getAsArray();
     // The engine's value of one column, owned by the row: for callers that read it in place.
@@ -28,6 +35,8 @@ public:
 
 private:
     void checkCurrent() const;
+    // The column's type, asking the value itself when the column cannot tell.
+    lbug_data_type_id typeAt(quint64 index, lbug_value& value);
 
     std::shared_ptr<QueryResult> m_result;
     lbug_flat_tuple m_tuple;

@@ -218,21 +218,6 @@ QString takeString(char* text) {
     return result;
 }
 
-// Labels and property names repeat on every row of a result. The last text seen at each position is
-// kept, so that a repeated name costs a comparison instead of a new string.
-QString takeName(char* text, size_t slot) {
-    thread_local std::vector<std::pair<std::string, QString>> recent;
-    if (slot >= recent.size())
-        recent.resize(slot + 1);
-    auto& [bytes, name] = recent[slot];
-    if (bytes != text) {
-        bytes = text;
-        name = QString::fromUtf8(text);
-    }
-    lbug_destroy_string(text);
-    return name;
-}
-
 lbug_data_type_id typeOf(lbug_value* value) {
     lbug_logical_type type;
     lbug_value_get_data_type(value, &type);
@@ -258,51 +243,108 @@ LadybugInternalId readId(lbug_value* value) {
     return {id.table_id, id.offset};
 }
 
-LadybugNode readNode(lbug_value* value) {
-    LadybugNode node;
-    lbug_value id, label;
-    check(lbug_node_val_get_id_val(value, &id), "NODE");
-    node.id = readId(&id);
-    check(lbug_node_val_get_label_val(value, &label), "NODE");
+// The label text, reusing the column's last label when it repeats (it nearly always does).
+QString takeLabel(char* text, LadybugColumnShape* shape) {
+    if (!shape)
+        return takeString(text);
+    if (shape->lastLabelBytes != text) {
+        shape->lastLabelBytes = text;
+        shape->lastLabel = QString::fromUtf8(text);
+    }
+    lbug_destroy_string(text);
+    return shape->lastLabel;
+}
+
+using PropertyCount = lbug_state (*)(lbug_value*, uint64_t*);
+using PropertyName = lbug_state (*)(lbug_value*, uint64_t, char**);
+using PropertyValue = lbug_state (*)(lbug_value*, uint64_t, lbug_value*);
+
+// The properties of a node or relationship, one by one. Every value of one result column has the same
+// fields, so with a shape the names and types are asked once per column instead of once per row.
+void visitProperties(lbug_value* value, LadybugColumnShape* shape, PropertyCount countOf, PropertyName nameAt,
+                     PropertyValue valueAt, const char* type, const PropertyVisitor& visit) {
+    uint64_t count = 0;
+    check(countOf(value, &count), type);
+    const bool cached = shape && shape->known && static_cast<uint64_t>(shape->names.size()) == count;
+    if (shape && !cached) {
+        shape->names.clear();
+        shape->types.clear();
+    }
+    for (uint64_t i = 0; i < count; ++i) {
+        lbug_value property;
+        check(valueAt(value, i, &property), type);
+        if (cached) {
+            visit(static_cast<qsizetype>(i), shape->names[static_cast<qsizetype>(i)], &property,
+                  shape->types[i]);
+            continue;
+        }
+        char* name = nullptr;
+        check(nameAt(value, i, &name), type);
+        QString text = takeString(name);
+        if (shape) {
+            shape->names.append(text);
+            shape->types.push_back(typeOf(&property));
+            visit(static_cast<qsizetype>(i), text, &property, shape->types.back());
+        } else {
+            visit(static_cast<qsizetype>(i), text, &property, LBUG_ANY);
+        }
+    }
+    if (shape)
+        shape->known = true;
+}
+
+LadybugFields readProperties(lbug_value* value, LadybugColumnShape* shape, PropertyCount countOf,
+                             PropertyName nameAt, PropertyValue valueAt, const char* type) {
+    LadybugFields properties;
+    visitProperties(
+        value, shape, countOf, nameAt, valueAt, type,
+        [&](qsizetype, const QString& name, lbug_value* property, lbug_data_type_id propertyType) {
+            properties.append({name, readValue(property, propertyType)});
+        });
+    return properties;
+}
+
+// The label of a node or relationship; with a shape of one label, read on the first row only.
+template <typename LabelOf>
+QString readLabel(lbug_value* value, LadybugColumnShape* shape, LabelOf labelOf, const char* type) {
+    if (shape && shape->oneLabel && shape->known)
+        return shape->lastLabel;
+    lbug_value label;
+    check(labelOf(value, &label), type);
     char* text = nullptr;
     check(lbug_value_get_string(&label, &text), "STRING");
-    node.label = takeName(text, 0);
-    uint64_t count = 0;
-    check(lbug_node_val_get_property_size(value, &count), "NODE");
-    node.properties.reserve(static_cast<qsizetype>(count));
-    for (uint64_t i = 0; i < count; ++i) {
-        char* name = nullptr;
-        check(lbug_node_val_get_property_name_at(value, i, &name), "NODE");
-        lbug_value property;
-        check(lbug_node_val_get_property_value_at(value, i, &property), "NODE");
-        node.properties.append({takeName(name, i + 1), readValue(&property)});
+    return takeLabel(text, shape);
+}
+
+LadybugNode readNode(lbug_value* value, LadybugColumnShape* shape) {
+    LadybugNode node;
+    if (!shape || !shape->withoutIds) {
+        lbug_value id;
+        check(lbug_node_val_get_id_val(value, &id), "NODE");
+        node.id = readId(&id);
     }
+    node.label = readLabel(value, shape, lbug_node_val_get_label_val, "NODE");
+    node.properties =
+        readProperties(value, shape, lbug_node_val_get_property_size, lbug_node_val_get_property_name_at,
+                       lbug_node_val_get_property_value_at, "NODE");
     return node;
 }
 
-LadybugRelationship readRel(lbug_value* value) {
+LadybugRelationship readRel(lbug_value* value, LadybugColumnShape* shape) {
     LadybugRelationship rel;
-    lbug_value id, source, target, label;
-    check(lbug_rel_val_get_id_val(value, &id), "REL");
-    rel.id = readId(&id);
-    check(lbug_rel_val_get_src_id_val(value, &source), "REL");
-    rel.sourceId = readId(&source);
-    check(lbug_rel_val_get_dst_id_val(value, &target), "REL");
-    rel.targetId = readId(&target);
-    check(lbug_rel_val_get_label_val(value, &label), "REL");
-    char* text = nullptr;
-    check(lbug_value_get_string(&label, &text), "STRING");
-    rel.label = takeName(text, 0);
-    uint64_t count = 0;
-    check(lbug_rel_val_get_property_size(value, &count), "REL");
-    rel.properties.reserve(static_cast<qsizetype>(count));
-    for (uint64_t i = 0; i < count; ++i) {
-        char* name = nullptr;
-        check(lbug_rel_val_get_property_name_at(value, i, &name), "REL");
-        lbug_value property;
-        check(lbug_rel_val_get_property_value_at(value, i, &property), "REL");
-        rel.properties.append({takeName(name, i + 1), readValue(&property)});
+    if (!shape || !shape->withoutIds) {
+        lbug_value id, source, target;
+        check(lbug_rel_val_get_id_val(value, &id), "REL");
+        rel.id = readId(&id);
+        check(lbug_rel_val_get_src_id_val(value, &source), "REL");
+        rel.sourceId = readId(&source);
+        check(lbug_rel_val_get_dst_id_val(value, &target), "REL");
+        rel.targetId = readId(&target);
     }
+    rel.label = readLabel(value, shape, lbug_rel_val_get_label_val, "REL");
+    rel.properties =
+        readProperties(value, shape, lbug_rel_val_get_property_size, lbug_rel_val_get_property_name_at,
+                       lbug_rel_val_get_property_value_at, "REL");
     return rel;
 }
 
@@ -339,10 +381,46 @@ QString plainText(lbug_value* value) {
 
 } // namespace
 
-LadybugValue readValue(lbug_value* value) {
+QString visitNode(lbug_value* value, LadybugColumnShape* shape, const PropertyVisitor& visit) {
+    QString label = readLabel(value, shape, lbug_node_val_get_label_val, "NODE");
+    visitProperties(value, shape, lbug_node_val_get_property_size, lbug_node_val_get_property_name_at,
+                    lbug_node_val_get_property_value_at, "NODE", visit);
+    return label;
+}
+
+QString visitRelationship(lbug_value* value, LadybugColumnShape* shape, const PropertyVisitor& visit) {
+    QString label = readLabel(value, shape, lbug_rel_val_get_label_val, "REL");
+    visitProperties(value, shape, lbug_rel_val_get_property_size, lbug_rel_val_get_property_name_at,
+                    lbug_rel_val_get_property_value_at, "REL", visit);
+    return label;
+}
+
+std::optional<ScalarValue> readScalar(lbug_value* value, lbug_data_type_id type) {
+    if (value == nullptr || value->_value == nullptr || lbug_value_is_null(value))
+        return ScalarValue{};
+    if (type == LBUG_ANY)
+        type = typeOf(value);
+    switch (type) {
+    case LBUG_STRING: {
+        char* text = nullptr;
+        check(lbug_value_get_string(value, &text), "STRING");
+        return ScalarValue{takeString(text)};
+    }
+    case LBUG_DOUBLE:
+        return ScalarValue{get<double>(value, lbug_value_get_double, "DOUBLE")};
+    case LBUG_BOOL:
+        return ScalarValue{get<bool>(value, lbug_value_get_bool, "BOOL")};
+    case LBUG_INT64:
+        return ScalarValue{static_cast<qint64>(get<int64_t>(value, lbug_value_get_int64, "INT64"))};
+    default:
+        return std::nullopt;
+    }
+}
+
+LadybugValue readValue(lbug_value* value, lbug_data_type_id knownType, LadybugColumnShape* shape) {
     if (value == nullptr || value->_value == nullptr || lbug_value_is_null(value))
         return {};
-    auto type = typeOf(value);
+    auto type = knownType != LBUG_ANY ? knownType : typeOf(value);
     switch (type) {
     case LBUG_BOOL:
         return get<bool>(value, lbug_value_get_bool, "BOOL");
@@ -461,9 +539,9 @@ LadybugValue readValue(lbug_value* value) {
         return readValue(&member);
     }
     case LBUG_NODE:
-        return LadybugValue::node(readNode(value));
+        return LadybugValue::node(readNode(value, shape));
     case LBUG_REL:
-        return LadybugValue::relationship(readRel(value));
+        return LadybugValue::relationship(readRel(value, shape));
     case LBUG_RECURSIVE_REL: {
         lbug_value nodes, rels;
         check(lbug_value_get_recursive_rel_node_list(value, &nodes), "RECURSIVE_REL");
@@ -474,13 +552,13 @@ LadybugValue readValue(lbug_value* value) {
         for (uint64_t i = 0; i < count; ++i) {
             lbug_value element;
             check(lbug_value_get_list_element(&nodes, i, &element), "LIST");
-            path.nodes.append(readNode(&element));
+            path.nodes.append(readNode(&element, nullptr));
         }
         check(lbug_value_get_list_size(&rels, &count), "LIST");
         for (uint64_t i = 0; i < count; ++i) {
             lbug_value element;
             check(lbug_value_get_list_element(&rels, i, &element), "LIST");
-            path.relationships.append(readRel(&element));
+            path.relationships.append(readRel(&element, nullptr));
         }
         return LadybugValue::recursiveRelationship(std::move(path));
     }

@@ -7,11 +7,14 @@
 #include <QString>
 #include <QUuid>
 #include <cstdint>
+#include <functional>
 #include <lbug.h>
 #include <memory>
 #include <optional>
+#include <string>
 #include <utility>
 #include <variant>
+#include <vector>
 
 namespace corvantis::ladybug {
 
@@ -143,9 +146,42 @@ struct LadybugRecursiveRelationship {
     bool operator==(const LadybugRecursiveRelationship& other) const = default;
 };
 
+// What the nodes or relationships of one result column share: their property names and types, learnt
+// from the first row, and the last label read.
+struct LadybugColumnShape {
+    // Set by a caller that knows more than the rows tell: every row has the first row's label (a query
+    // of one table), or nobody needs the engine's internal ids (they stay zero).
+    bool oneLabel = false;
+    bool withoutIds = false;
+
+    bool known = false;
+    QList<QString> names;
+    std::vector<lbug_data_type_id> types;
+    std::string lastLabelBytes;
+    QString lastLabel;
+};
+
 // Reads one engine value into native form; fails with LadybugError (getValueFailed) when the engine
-// refuses an accessor.
-LadybugValue readValue(lbug_value* value);
+// refuses an accessor. `knownType` is the value's type when the caller knows it (a result column's type):
+// asking the engine copies the whole type, which for a node or relationship is all of its fields. `shape`
+// belongs to the value's column and spares asking each row for the same names and types.
+LadybugValue readValue(lbug_value* value, lbug_data_type_id knownType = LBUG_ANY,
+                       LadybugColumnShape* shape = nullptr);
+
+// Sees one property of a node or relationship being read in place: its position among the fields, its
+// name, the engine's value (valid only during the call) and its type (LBUG_ANY when not known).
+using PropertyVisitor =
+    std::function<void(qsizetype position, const QString& name, lbug_value* value, lbug_data_type_id type)>;
+
+// Reads a non-null NODE or REL in place, for callers that build records of their own: returns the label
+// and hands each property to `visit`. The engine's ids are not read.
+QString visitNode(lbug_value* value, LadybugColumnShape* shape, const PropertyVisitor& visit);
+QString visitRelationship(lbug_value* value, LadybugColumnShape* shape, const PropertyVisitor& visit);
+
+// The common plain kinds read straight from the engine: null, text, double, bool, 64-bit integer.
+using ScalarValue = std::variant<std::monostate, QString, double, bool, qint64>;
+// The value when it is of one of those kinds; absent for every other kind (read it with readValue).
+std::optional<ScalarValue> readScalar(lbug_value* value, lbug_data_type_id type);
 
 // An engine value that this program made and must destroy.
 struct LbugValueDeleter {

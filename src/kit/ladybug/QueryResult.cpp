@@ -32,6 +32,30 @@ const QStringList& QueryResult::getColumnNames() {
     return *m_columns;
 }
 
+const std::vector<lbug_data_type_id>& QueryResult::getColumnTypes() {
+    if (!m_types) {
+        std::vector<lbug_data_type_id> types;
+        auto count = lbug_query_result_get_num_columns(&m_result);
+        for (uint64_t i = 0; i < count; ++i) {
+            lbug_logical_type type{};
+            if (lbug_query_result_get_column_data_type(&m_result, i, &type) == LbugSuccess) {
+                types.push_back(lbug_data_type_get_id(&type));
+                lbug_data_type_destroy(&type);
+            } else {
+                types.push_back(LBUG_ANY);
+            }
+        }
+        m_types = std::move(types);
+    }
+    return *m_types;
+}
+
+LadybugColumnShape& QueryResult::columnShape(quint64 index) {
+    if (m_shapes.size() <= index)
+        m_shapes.resize(index + 1);
+    return m_shapes[index];
+}
+
 quint64 QueryResult::getRowCount() {
     return lbug_query_result_get_num_tuples(&m_result);
 }

@@ -6,6 +6,7 @@
 #include <lbug.h>
 #include <memory>
 #include <optional>
+#include <vector>
 
 namespace corvantis::ladybug {
 
@@ -24,6 +25,10 @@ public:
 
     // The column names, read once and cached.
     const QStringList& getColumnNames();
+    // The type of each column, read once and cached (LBUG_ANY where the engine cannot tell).
+    const std::vector<lbug_data_type_id>& getColumnTypes();
+    // The shared shape of the nodes or relationships in one column.
+    LadybugColumnShape& columnShape(quint64 index);
     // How many rows the result holds in all, read or not.
     quint64 getRowCount();
     bool hasNext();
@@ -39,6 +44,8 @@ private:
     std::shared_ptr<Connection> m_connection;
     lbug_query_result m_result;
     std::optional<QStringList> m_columns;
+    std::optional<std::vector<lbug_data_type_id>> m_types;
+    std::vector<LadybugColumnShape> m_shapes;
     quint64 m_generation = 0;
 };
 

@@ -1,7 +1,10 @@
 #include "store/GraphValueConversion.h"
 
 #include <algorithm>
+#include <map>
+#include <numeric>
 #include <type_traits>
+#include <utility>
 
 namespace corvantis::GraphValueConversion {
 
@@ -156,6 +159,79 @@ GraphValue toGraphValue(const LadybugValue& value, const NodeIds& ids) {
                 return GraphValue::string(value.description());
         },
         value.storage());
+}
+
+GraphValue fromEngine(lbug_value* value, lbug_data_type_id type) {
+    if (auto scalar = readScalar(value, type)) {
+        return std::visit(
+            [](const auto& v) -> GraphValue {
+                using T = std::decay_t<decltype(v)>;
+                if constexpr (std::is_same_v<T, std::monostate>)
+                    return GraphValue::null();
+                else if constexpr (std::is_same_v<T, QString>)
+                    return GraphValue::string(v);
+                else if constexpr (std::is_same_v<T, double>)
+                    return GraphValue::number(v);
+                else if constexpr (std::is_same_v<T, bool>)
+                    return GraphValue::boolean(v);
+                else
+                    return GraphValue::integer(v);
+            },
+            *scalar);
+    }
+    return toGraphValue(readValue(value, type));
+}
+
+void RecordReader::add(qsizetype position, const QString& name, lbug_value* value, lbug_data_type_id type) {
+    // What a position holds is the same on every row of a column; it is worked out once.
+    const auto at = static_cast<size_t>(position);
+    if (at >= m_roles.size() || m_names[at] != name) {
+        if (at >= m_roles.size()) {
+            m_roles.resize(at + 1, Role::Keep);
+            m_names.resize(at + 1);
+        }
+        m_names[at] = name;
+        m_roles[at] = name == idKey ? Role::Id : name.startsWith(QLatin1Char('_')) ? Role::Skip : Role::Keep;
+    }
+    switch (m_roles[at]) {
+    case Role::Id: {
+        GraphValue read = fromEngine(value, type);
+        if (auto text = read.asString())
+            m_id = *text;
+        return;
+    }
+    case Role::Skip:
+        return;
+    case Role::Keep:
+        m_row.push_back({position, name, fromEngine(value, type)});
+        return;
+    }
+}
+
+std::optional<QString> RecordReader::takeId() {
+    return std::exchange(m_id, std::nullopt);
+}
+
+PropertyMap RecordReader::takeProperties() {
+    // Rows of one column keep their properties at the same positions, so the order by key is sorted
+    // once and checked against the positions of each row.
+    bool same = m_row.size() == m_lastPositions.size();
+    for (size_t i = 0; same && i < m_row.size(); ++i)
+        same = m_row[i].position == m_lastPositions[i];
+    if (!same) {
+        m_lastPositions.clear();
+        for (const auto& kept : m_row)
+            m_lastPositions.push_back(kept.position);
+        m_order.resize(m_row.size());
+        std::iota(m_order.begin(), m_order.end(), size_t{0});
+        std::sort(m_order.begin(), m_order.end(),
+                  [&](size_t a, size_t b) { return m_row[a].name < m_row[b].name; });
+    }
+    std::map<QString, GraphValue> sorted;
+    for (size_t index : m_order)
+        sorted.emplace_hint(sorted.end(), std::move(m_row[index].name), std::move(m_row[index].value));
+    m_row.clear();
+    return PropertyMap(std::move(sorted));
 }
 
 LadybugValue toParameter(const GraphValue& value) {

@@ -7,6 +7,7 @@
 #include <QSet>
 #include <QString>
 #include <optional>
+#include <vector>
 
 // Between the database's native values and the plain values of the program.
 namespace corvantis::GraphValueConversion {
@@ -36,6 +37,34 @@ void collectNodeIds(const ladybug::LadybugValue& value, NodeIds& known,
 // of a relationship looked up in `ids`), UUIDs their upper-case text, dates and timestamps ISO 8601
 // text, and anything else its plain description.
 GraphValue toGraphValue(const ladybug::LadybugValue& value, const NodeIds& ids = {});
+
+// An engine value read in place as a graph value, by the same rules as toGraphValue.
+GraphValue fromEngine(lbug_value* value, lbug_data_type_id type);
+
+// Builds the id and properties of the records of one result column read in place (ladybug::visitNode),
+// by the rule of `properties`: the "id" property's text is the id, the engine's own "_" keys are left
+// out. The order of the kept keys is learnt once, so each row's map is filled in key order.
+class RecordReader {
+public:
+    void add(qsizetype position, const QString& name, lbug_value* value, lbug_data_type_id type);
+    // The row's id (absent when it has no text id) and properties; the reader is then ready for the next row.
+    std::optional<QString> takeId();
+    PropertyMap takeProperties();
+
+private:
+    struct Kept {
+        qsizetype position;
+        QString name;
+        GraphValue value;
+    };
+    enum class Role { Id, Skip, Keep };
+    std::vector<Role> m_roles;    // by position
+    std::vector<QString> m_names; // the name each role was worked out for
+    std::optional<QString> m_id;
+    std::vector<Kept> m_row;
+    std::vector<qsizetype> m_lastPositions; // the kept positions of the row that `m_order` sorts
+    std::vector<size_t> m_order;            // indices into m_row, by key
+};
 
 // A graph value as a bound parameter: string, number, integer and bool as themselves; every other case
 // is sent as null.

@@ -10,6 +10,7 @@
 #include <QElapsedTimer>
 #include <QHash>
 #include <QRegularExpression>
+#include <algorithm>
 #include <climits>
 
 namespace corvantis {
@@ -423,48 +424,84 @@ void LadybugGraphStore::checkpoint() {
 
 // -- Reading -----------------------------------------------------------------------------------------
 
+// Records of several tables, one list per table, joined at the end: growing one list table by table
+// would copy every record loaded so far.
+template <typename Record> QList<Record> joined(QList<QList<Record>>& parts) {
+    if (parts.size() == 1)
+        return std::move(parts.first());
+    qsizetype total = 0;
+    for (const auto& part : parts)
+        total += part.size();
+    QList<Record> all;
+    all.reserve(total);
+    for (auto& part : parts)
+        for (auto& record : part)
+            all.append(std::move(record));
+    return all;
+}
+
 QList<NodeRecord> LadybugGraphStore::loadNodes(const QStringList& labels) {
     std::lock_guard guard(m_lock);
     return guarded([&] {
-        QList<NodeRecord> records;
+        QList<QList<NodeRecord>> parts;
         for (const auto& label : labels) {
             requireName(label);
             auto result = m_connection->query(QStringLiteral("MATCH (n:%1) RETURN n").arg(label));
-            records.reserve(records.size() + static_cast<qsizetype>(result->getRowCount()));
+            QList<NodeRecord>& records = parts.emplace_back();
+            records.reserve(static_cast<qsizetype>(result->getRowCount()));
+            // One table: one label, and the engine's own ids are not part of a record.
+            result->columnShape(0).oneLabel = true;
+            result->columnShape(0).withoutIds = true;
+            conversion::RecordReader reader;
+            auto add = [&](qsizetype position, const QString& name, lbug_value* value,
+                           lbug_data_type_id type) {
+                reader.add(position, name, value, type);
+            };
+            QString nodeLabel;
             while (auto row = result->getNext()) {
-                auto value = row->getValue(0);
-                if (auto node = value.asNode())
-                    if (auto record = conversion::nodeRecord(*node))
-                        records.append(std::move(*record));
+                bool isNode = row->visitNode(0, nodeLabel, add);
+                auto id = reader.takeId();
+                auto properties = reader.takeProperties();
+                if (isNode && id)
+                    records.append(NodeRecord{std::move(*id), nodeLabel, std::move(properties)});
             }
         }
-        return records;
+        return joined(parts);
     });
 }
 
 QList<RelRecord> LadybugGraphStore::loadRels(const QStringList& labels) {
     std::lock_guard guard(m_lock);
     return guarded([&] {
-        QList<RelRecord> records;
+        QList<QList<RelRecord>> parts;
         for (const auto& label : labels) {
             requireName(label);
             auto result =
                 m_connection->query(QStringLiteral("MATCH (a)-[r:%1]->(b) RETURN a.id, b.id, r").arg(label));
-            records.reserve(records.size() + static_cast<qsizetype>(result->getRowCount()));
+            QList<RelRecord>& records = parts.emplace_back();
+            records.reserve(static_cast<qsizetype>(result->getRowCount()));
+            result->columnShape(2).oneLabel = true;
+            result->columnShape(2).withoutIds = true;
+            conversion::RecordReader reader;
+            auto add = [&](qsizetype position, const QString& name, lbug_value* value,
+                           lbug_data_type_id type) {
+                reader.add(position, name, value, type);
+            };
+            QString relLabel;
             while (auto row = result->getNext()) {
-                auto from = row->getValue(0);
-                auto to = row->getValue(1);
-                auto value = row->getValue(2);
-                auto fromText = from.get<QString>();
-                auto toText = to.get<QString>();
-                auto rel = value.asRelationship();
-                if (!fromText || !toText || !rel)
+                auto fromText = row->getText(0);
+                auto toText = row->getText(1);
+                if (!fromText || !toText)
                     continue;
-                if (auto record = conversion::relRecord(*rel, *fromText, *toText))
-                    records.append(std::move(*record));
+                bool isRel = row->visitRelationship(2, relLabel, add);
+                auto id = reader.takeId();
+                auto properties = reader.takeProperties();
+                if (isRel && id)
+                    records.append(RelRecord{std::move(*id), relLabel, std::move(*fromText),
+                                             std::move(*toText), std::move(properties)});
             }
         }
-        return records;
+        return joined(parts);
     });
 }
 

@@ -1,0 +1,522 @@
+// bench_store: how long opening a large project takes (the database, every record loaded, and what is
+// derived from them), next to a plain scan of the same tables through the engine's C interface, and the
+// resident memory with the project open.
+//
+//   bench_store [--runs N] [--nodes N] [--rels N] [--dir PATH] [--only session|store|plain]
+//
+// The project (5 node types, 5 relationship types) is generated once: its tables by the program's own
+// DDL, its rows by CSV import; with --dir it is kept in the project folder PATH and reused when present.
+// Three contenders, each in a fresh process and in an order that rotates from run to run: the whole
+// opening of the project, the store's loads alone, and the plain scan. Each is timed twice, the first
+// time with the engine's buffer pool cold (the operating system's file cache warm), then again.
+// --only runs one contender once in this process and prints its figures on one line (also for
+// profiling). Medians over the runs are printed, of the wall clock and of the processor time.
+#include "graph/ProjectSession.h"
+#include "projects/ProjectLibrary.h"
+#include "store/DDLBuilder.h"
+#include "store/LadybugGraphStore.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTextStream>
+#include <QUuid>
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <lbug.h>
+#include <map>
+#include <memory>
+#include <optional>
+#include <random>
+#include <stdexcept>
+#include <string>
+#include <sys/resource.h>
+#include <vector>
+
+using namespace corvantis;
+
+namespace {
+
+constexpr int typeCount = 5;
+
+PropertyDef property(const QString& name, PropertyKind kind) {
+    PropertyDef p;
+    p.id = QUuid::createUuid();
+    p.name = name;
+    p.kind = kind;
+    return p;
+}
+
+// Five kinds of item, each with a name, a score, a flag and a note, and five link types joining each
+// kind to the next, with a weight and a label: the shape the project records.
+GraphSchema benchShape() {
+    GraphSchema shape;
+    for (int t = 0; t < typeCount; ++t) {
+        NodeType type;
+        type.id = QUuid::createUuid();
+        type.name = QStringLiteral("Kind%1").arg(t);
+        type.color = QStringLiteral("iris");
+        type.properties = {property("name", PropertyKind::Text), property("score", PropertyKind::Number),
+                           property("active", PropertyKind::Boolean), property("note", PropertyKind::Text)};
+        type.titleProperty = type.properties[0].id;
+        shape.nodeTypes.append(type);
+    }
+    for (int t = 0; t < typeCount; ++t) {
+        RelType type;
+        type.id = QUuid::createUuid();
+        type.name = QStringLiteral("link %1").arg(t);
+        type.properties = {property("weight", PropertyKind::Number), property("label", PropertyKind::Text)};
+        type.endpoints = {{shape.nodeTypes[t].id, shape.nodeTypes[(t + 1) % typeCount].id}};
+        shape.relTypes.append(type);
+    }
+    return shape;
+}
+
+void check(lbug_state state, const char* what) {
+    if (state != LbugSuccess)
+        throw std::runtime_error(what);
+}
+
+void run(lbug_connection* connection, const QString& cypher) {
+    lbug_query_result result;
+    auto state = lbug_connection_query(connection, cypher.toUtf8().constData(), &result);
+    if (state != LbugSuccess) {
+        char* message = lbug_query_result_get_error_message(&result);
+        std::string text = message ? message : "unknown error";
+        lbug_destroy_string(message);
+        lbug_query_result_destroy(&result);
+        throw std::runtime_error(cypher.toStdString() + ": " + text);
+    }
+    lbug_query_result_destroy(&result);
+}
+
+QString uuid() {
+    return QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
+}
+
+// Makes a project in `libraryPath` whose tables the program's own DDL creates, then fills them by
+// writing CSV files and importing them with COPY, the engine's bulk path.
+void generate(const QString& libraryPath, const QString& folder, int nodes, int rels) {
+    ProjectLibrary library(libraryPath);
+    Project project = library.create(QStringLiteral("Bench"));
+    project.schema = benchShape();
+    const QString dbPath = library.databasePath(project.id);
+    {
+        LadybugGraphStore store(dbPath);
+        store.execute(DDLBuilder::statements(std::nullopt, project.schema));
+    }
+    project.appliedSchema = project.schema;
+    library.save(project);
+
+    std::mt19937 random(42);
+    std::vector<std::vector<QString>> ids(typeCount);
+    lbug_database database;
+    check(lbug_database_init(dbPath.toUtf8().constData(), lbug_default_system_config(), &database), "open");
+    lbug_connection connection;
+    check(lbug_connection_init(&database, &connection), "connect");
+    for (int t = 0; t < typeCount; ++t) {
+        QString path = QStringLiteral("%1/node%2.csv").arg(folder).arg(t);
+        QFile file(path);
+        if (!file.open(QIODevice::WriteOnly))
+            throw std::runtime_error("cannot write the CSV file");
+        QTextStream out(&file);
+        out << "id,name,score,active,note\n";
+        for (int i = 0; i < nodes / typeCount; ++i) {
+            QString id = uuid();
+            ids[t].push_back(id);
+            out << id << ",Name " << t << '-' << i << ',' << (random() % 100000) / 100.0 << ','
+                << ((random() & 1) ? "true" : "false") << ",A short note about item " << i << " of kind " << t
+                << '\n';
+        }
+        out.flush();
+        file.close();
+        run(&connection,
+            QStringLiteral("COPY %1 FROM '%2' (HEADER=true)").arg(project.schema.nodeTypes[t].table(), path));
+    }
+    for (int t = 0; t < typeCount; ++t) {
+        int from = t, to = (t + 1) % typeCount;
+        QString path = QStringLiteral("%1/rel%2.csv").arg(folder).arg(t);
+        QFile file(path);
+        if (!file.open(QIODevice::WriteOnly))
+            throw std::runtime_error("cannot write the CSV file");
+        QTextStream out(&file);
+        out << "from,to,id,weight,label\n";
+        for (int i = 0; i < rels / typeCount; ++i) {
+            const auto& a = ids[from][random() % ids[from].size()];
+            const auto& b = ids[to][random() % ids[to].size()];
+            out << a << ',' << b << ',' << uuid() << ',' << (random() % 1000) / 1000.0 << ",label "
+                << (i % 17) << '\n';
+        }
+        out.flush();
+        file.close();
+        run(&connection,
+            QStringLiteral("COPY %1 FROM '%2' (HEADER=true)").arg(project.schema.relTypes[t].table(), path));
+    }
+    run(&connection, QStringLiteral("CHECKPOINT"));
+    lbug_connection_destroy(&connection);
+    lbug_database_destroy(&database);
+}
+
+double rssMegabytes() {
+    QFile status(QStringLiteral("/proc/self/status"));
+    if (!status.open(QIODevice::ReadOnly))
+        return 0;
+    for (const QByteArray& line : status.readAll().split('\n'))
+        if (line.startsWith("VmRSS:"))
+            return line.mid(6).trimmed().split(' ').value(0).toDouble() / 1024.0;
+    return 0;
+}
+
+// What a careful client of the C interface learns once per result column: the property names and
+// their types, the same for every row.
+struct ColumnInfo {
+    bool known = false;
+    std::vector<std::string> names;
+    std::vector<lbug_data_type_id> types;
+};
+
+// Reads every property of a node or relationship value: its name (once per column), and its value by
+// its type. Returns how many values were read.
+long readProperties(lbug_value* value, bool isNode, ColumnInfo& column) {
+    uint64_t count = 0;
+    check(isNode ? lbug_node_val_get_property_size(value, &count)
+                 : lbug_rel_val_get_property_size(value, &count),
+          "size");
+    long read = 0;
+    for (uint64_t i = 0; i < count; ++i) {
+        lbug_value property;
+        check(isNode ? lbug_node_val_get_property_value_at(value, i, &property)
+                     : lbug_rel_val_get_property_value_at(value, i, &property),
+              "value");
+        if (!column.known) {
+            char* name = nullptr;
+            check(isNode ? lbug_node_val_get_property_name_at(value, i, &name)
+                         : lbug_rel_val_get_property_name_at(value, i, &name),
+                  "name");
+            column.names.push_back(name);
+            lbug_destroy_string(name);
+            lbug_logical_type type;
+            lbug_value_get_data_type(&property, &type);
+            column.types.push_back(lbug_data_type_get_id(&type));
+            lbug_data_type_destroy(&type);
+        }
+        if (lbug_value_is_null(&property))
+            continue;
+        auto id = column.types[i];
+        if (id == LBUG_STRING) {
+            char* text = nullptr;
+            check(lbug_value_get_string(&property, &text), "string");
+            lbug_destroy_string(text);
+        } else if (id == LBUG_DOUBLE) {
+            double number;
+            check(lbug_value_get_double(&property, &number), "double");
+        } else if (id == LBUG_BOOL) {
+            bool flag;
+            check(lbug_value_get_bool(&property, &flag), "bool");
+        }
+        ++read;
+    }
+    column.known = true;
+    return read;
+}
+
+// The plain scan: the same queries as the store's loads, every value read and dropped.
+long plainScan(lbug_connection* connection, const QStringList& nodeTables, const QStringList& relTables) {
+    long values = 0;
+    for (const QString& table : nodeTables) {
+        lbug_query_result result;
+        check(lbug_connection_query(connection,
+                                    QStringLiteral("MATCH (n:%1) RETURN n").arg(table).toUtf8().constData(),
+                                    &result),
+              "node query");
+        ColumnInfo column;
+        while (lbug_query_result_has_next(&result)) {
+            lbug_flat_tuple tuple;
+            check(lbug_query_result_get_next(&result, &tuple), "next");
+            lbug_value node;
+            check(lbug_flat_tuple_get_value(&tuple, 0, &node), "node");
+            values += readProperties(&node, true, column);
+        }
+        lbug_query_result_destroy(&result);
+    }
+    for (const QString& table : relTables) {
+        lbug_query_result result;
+        check(
+            lbug_connection_query(
+                connection,
+                QStringLiteral("MATCH (a)-[r:%1]->(b) RETURN a.id, b.id, r").arg(table).toUtf8().constData(),
+                &result),
+            "rel query");
+        ColumnInfo column;
+        while (lbug_query_result_has_next(&result)) {
+            lbug_flat_tuple tuple;
+            check(lbug_query_result_get_next(&result, &tuple), "next");
+            for (uint64_t c = 0; c < 2; ++c) {
+                lbug_value end;
+                check(lbug_flat_tuple_get_value(&tuple, c, &end), "end");
+                char* text = nullptr;
+                check(lbug_value_get_string(&end, &text), "end id");
+                lbug_destroy_string(text);
+                ++values;
+            }
+            lbug_value rel;
+            check(lbug_flat_tuple_get_value(&tuple, 2, &rel), "rel");
+            values += readProperties(&rel, false, column);
+        }
+        lbug_query_result_destroy(&result);
+    }
+    return values;
+}
+
+double median(std::vector<double> values) {
+    if (values.empty())
+        return std::nan("");
+    std::sort(values.begin(), values.end());
+    size_t n = values.size();
+    return n % 2 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
+}
+
+// Processor time of the whole process (every thread, user and system), in seconds. Less disturbed than
+// the wall clock when other programs share the machine.
+double cpuSeconds() {
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    auto toSeconds = [](const timeval& t) {
+        return static_cast<double>(t.tv_sec) + t.tv_usec / 1e6;
+    };
+    return toSeconds(usage.ru_utime) + toSeconds(usage.ru_stime);
+}
+
+double seconds(const QElapsedTimer& clock) {
+    return static_cast<double>(clock.nsecsElapsed()) / 1e9;
+}
+
+// The generated project, as each contender finds it.
+struct Bench {
+    QString libraryPath;
+    Project project;
+    QString dbPath;
+    QStringList nodeTables, relTables;
+
+    explicit Bench(const QString& path)
+        : libraryPath(path) {
+        ProjectLibrary library(path);
+        const QList<Project> projects = library.projects();
+        if (projects.isEmpty())
+            throw std::runtime_error("no generated project in the folder");
+        project = projects.first();
+        dbPath = library.databasePath(project.id);
+        for (const NodeType& type : project.schema.nodeTypes)
+            nodeTables << type.table();
+        for (const RelType& type : project.schema.relTypes)
+            relTables << type.table();
+    }
+};
+
+// One measurement in this process: open, then two passes. Printed as one line for the parent to read.
+struct Measurement {
+    double open = 0, first = 0, second = 0, firstCpu = 0, secondCpu = 0, rssBefore = 0, rssHeld = 0;
+    long count = 0;
+};
+
+// Times `pass` twice (the engine's buffer pool cold, then warm); the resident memory is read right after
+// the first pass, with what it made still held.
+template <typename Pass> void timePasses(Measurement& m, Pass pass) {
+    for (int round = 0; round < 2; ++round) {
+        QElapsedTimer clock;
+        clock.start();
+        double cpu = cpuSeconds();
+        [[maybe_unused]] auto held = pass();
+        (round == 0 ? m.first : m.second) = seconds(clock);
+        (round == 0 ? m.firstCpu : m.secondCpu) = cpuSeconds() - cpu;
+        if (round == 0)
+            m.rssHeld = rssMegabytes();
+    }
+}
+
+// Opening the project as the program does: the database, every record (loadRecords) and the degrees,
+// neighbours and counts made from them (rebuildDerived). Each pass is a whole opening.
+Measurement measureSession(const Bench& bench) {
+    Measurement m;
+    m.rssBefore = rssMegabytes();
+    ProjectLibrary library(bench.libraryPath);
+    timePasses(m, [&] {
+        auto session = std::make_unique<ProjectSession>(bench.project, library, nullptr);
+        if (session->graphUnavailable())
+            throw std::runtime_error("the project's database did not open");
+        m.count = session->nodes().size() + session->rels().size();
+        return session;
+    });
+    return m;
+}
+
+// The store alone on one open database: loadNodes and loadRels.
+Measurement measureStore(const Bench& bench) {
+    Measurement m;
+    m.rssBefore = rssMegabytes();
+    QElapsedTimer clock;
+    clock.start();
+    LadybugGraphStore store(bench.dbPath);
+    m.open = seconds(clock);
+    timePasses(m, [&] {
+        auto records = std::make_pair(store.loadNodes(bench.nodeTables), store.loadRels(bench.relTables));
+        m.count = records.first.size() + records.second.size();
+        return records;
+    });
+    return m;
+}
+
+Measurement measurePlain(const Bench& bench) {
+    Measurement m;
+    m.rssBefore = rssMegabytes();
+    QElapsedTimer clock;
+    clock.start();
+    lbug_database database;
+    check(lbug_database_init(bench.dbPath.toUtf8().constData(), lbug_default_system_config(), &database),
+          "open");
+    lbug_connection connection;
+    check(lbug_connection_init(&database, &connection), "connect");
+    m.open = seconds(clock);
+    timePasses(m, [&] {
+        m.count = plainScan(&connection, bench.nodeTables, bench.relTables);
+        return m.count;
+    });
+    lbug_connection_destroy(&connection);
+    lbug_database_destroy(&database);
+    return m;
+}
+
+// Runs one contender in a fresh process, so that none inherits another's heap.
+std::optional<Measurement> measureInChild(const QString& self, const QString& folder, const QString& which) {
+    QProcess child;
+    child.start(self, {QStringLiteral("--dir"), folder, QStringLiteral("--only"), which});
+    if (!child.waitForFinished(600000) || child.exitCode() != 0) {
+        std::fprintf(stderr, "the %s measurement failed: %s\n", qPrintable(which),
+                     child.readAllStandardError().constData());
+        return std::nullopt;
+    }
+    for (const QByteArray& line : child.readAllStandardOutput().split('\n')) {
+        const QList<QByteArray> f = line.split(' ');
+        if (f.size() == 9 && f[0] == "measurement")
+            return Measurement{f[1].toDouble(), f[2].toDouble(), f[3].toDouble(), f[4].toDouble(),
+                               f[5].toDouble(), f[6].toDouble(), f[7].toDouble(), f[8].toLong()};
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    QCoreApplication app(argc, argv);
+    int runs = 5, nodes = 100000, rels = 300000;
+    QString keptFolder, only;
+    const QStringList args = app.arguments();
+    for (int i = 1; i + 1 < args.size(); i += 2) {
+        if (args[i] == QLatin1String("--runs"))
+            runs = args[i + 1].toInt();
+        else if (args[i] == QLatin1String("--nodes"))
+            nodes = args[i + 1].toInt();
+        else if (args[i] == QLatin1String("--rels"))
+            rels = args[i + 1].toInt();
+        else if (args[i] == QLatin1String("--dir"))
+            keptFolder = args[i + 1];
+        else if (args[i] == QLatin1String("--only"))
+            only = args[i + 1];
+    }
+
+    try {
+        if (!only.isEmpty()) {
+            if (keptFolder.isEmpty()) {
+                std::fprintf(stderr, "--only needs --dir with a generated project\n");
+                return 2;
+            }
+            const Bench bench(keptFolder);
+            Measurement m = only == QLatin1String("session") ? measureSession(bench)
+                            : only == QLatin1String("store") ? measureStore(bench)
+                                                             : measurePlain(bench);
+            std::printf("measurement %.6f %.6f %.6f %.6f %.6f %.1f %.1f %ld\n", m.open, m.first, m.second,
+                        m.firstCpu, m.secondCpu, m.rssBefore, m.rssHeld, m.count);
+            return 0;
+        }
+
+        QTemporaryDir dir;
+        const QString folder = keptFolder.isEmpty() ? dir.filePath(QStringLiteral("Projects")) : keptFolder;
+        QElapsedTimer clock;
+        clock.start();
+        if (ProjectLibrary(folder).projects().isEmpty()) {
+            generate(folder, dir.path(), nodes, rels);
+            std::printf(
+                "generated %d nodes in %d types and %d relationships in %d types in %.2f s (CSV + COPY)\n",
+                nodes, typeCount, rels, typeCount, seconds(clock));
+        }
+
+        // Each run measures every contender once, in an order that rotates from run to run, so that
+        // none always runs on a machine another has just warmed.
+        const QStringList contenders{QStringLiteral("session"), QStringLiteral("store"),
+                                     QStringLiteral("plain")};
+        std::map<QString, std::vector<Measurement>> measured;
+        for (int r = 0; r < runs; ++r) {
+            for (int k = 0; k < contenders.size(); ++k) {
+                const QString& which = contenders[(r + k) % contenders.size()];
+                auto m = measureInChild(app.applicationFilePath(), folder, which);
+                if (!m)
+                    return 1;
+                measured[which].push_back(*m);
+            }
+            std::printf("run %d: opening %.3f s, store %.3f s, plain scan %.3f s (first pass)\n", r + 1,
+                        measured["session"].back().first, measured["store"].back().first,
+                        measured["plain"].back().first);
+            std::fflush(stdout);
+        }
+
+        auto med = [&](const QString& which, double Measurement::*field) {
+            std::vector<double> values;
+            for (const auto& m : measured[which])
+                values.push_back(m.*field);
+            return median(values);
+        };
+        auto row = [](const char* what, double wall, double cpu) {
+            std::printf("%-48s %10.3f %10.3f\n", what, wall, cpu);
+        };
+        std::printf("\n%-48s %10s %10s\n", "median over runs (seconds)", "wall", "processor");
+        row("opening the project, first", med("session", &Measurement::first),
+            med("session", &Measurement::firstCpu));
+        row("opening the project, again", med("session", &Measurement::second),
+            med("session", &Measurement::secondCpu));
+        std::printf("%-48s %10.3f\n", "opening the store alone", med("store", &Measurement::open));
+        row("loadNodes + loadRels, first pass", med("store", &Measurement::first),
+            med("store", &Measurement::firstCpu));
+        row("loadNodes + loadRels, second pass", med("store", &Measurement::second),
+            med("store", &Measurement::secondCpu));
+        std::printf("%-48s %10.3f\n", "opening the database through the C interface",
+                    med("plain", &Measurement::open));
+        row("plain C scan, first pass", med("plain", &Measurement::first),
+            med("plain", &Measurement::firstCpu));
+        row("plain C scan, second pass", med("plain", &Measurement::second),
+            med("plain", &Measurement::secondCpu));
+        const double plainWhole = med("plain", &Measurement::open) + med("plain", &Measurement::first);
+        row("opening / (plain open + scan), first (ratio)", med("session", &Measurement::first) / plainWhole,
+            med("session", &Measurement::firstCpu) / med("plain", &Measurement::firstCpu));
+        row("loads / plain scan, first pass (ratio)",
+            med("store", &Measurement::first) / med("plain", &Measurement::first),
+            med("store", &Measurement::firstCpu) / med("plain", &Measurement::firstCpu));
+        row("loads / plain scan, second pass (ratio)",
+            med("store", &Measurement::second) / med("plain", &Measurement::second),
+            med("store", &Measurement::secondCpu) / med("plain", &Measurement::secondCpu));
+        std::printf("%-48s %10.0f MB\n", "resident memory, project open",
+                    med("session", &Measurement::rssHeld));
+        std::printf("%-48s %10.0f MB\n", "resident memory, before opening",
+                    med("session", &Measurement::rssBefore));
+        std::printf("%-48s %10.0f MB\n", "resident memory, plain scan, after a pass",
+                    med("plain", &Measurement::rssHeld));
+        std::printf("%-48s %10ld\n", "records in the open project", measured["session"].back().count);
+        std::printf("%-48s %10ld\n", "values read by the plain scan", measured["plain"].back().count);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "bench_store: %s\n", error.what());
+        return 1;
+    }
+    return 0;
+}
