@@ -2,8 +2,10 @@
 
 #include <QApplication>
 #include <QPalette>
+#include <QProxyStyle>
 #include <QStyle>
 #include <QStyleFactory>
+#include <QStyleOption>
 #include <array>
 
 namespace corvantis::Theme {
@@ -71,6 +73,27 @@ QPalette darkPalette() {
     return p;
 }
 
+// Fusion outlines check boxes and radio buttons with the window colour made darker, which vanishes on
+// a dark window. Under a dark palette the indicator is drawn as if on a lighter window, so that its
+// outline comes out a mid grey; nothing else about it changes.
+class IndicatorStyle : public QProxyStyle {
+public:
+    using QProxyStyle::QProxyStyle;
+
+    void drawPrimitive(PrimitiveElement element, const QStyleOption* option, QPainter* painter,
+                       const QWidget* widget) const override {
+        const bool indicator = element == PE_IndicatorCheckBox || element == PE_IndicatorRadioButton;
+        const auto* button = qstyleoption_cast<const QStyleOptionButton*>(option);
+        if (!indicator || !button || option->palette.color(QPalette::Window).lightness() >= 128) {
+            QProxyStyle::drawPrimitive(element, option, painter, widget);
+            return;
+        }
+        QStyleOptionButton lighter(*button);
+        lighter.palette.setColor(QPalette::Window, QColor("#A4A4B4"));
+        QProxyStyle::drawPrimitive(element, &lighter, painter, widget);
+    }
+};
+
 bool systemPrefersDark() {
     // Qt 6.4 has no colour-scheme hint; the platform palette's window colour tells the same.
     QPalette system = QApplication::style()->standardPalette();
@@ -81,7 +104,7 @@ bool systemPrefersDark() {
 
 void apply(QApplication& app, Appearance appearance) {
     if (QStyle* fusion = QStyleFactory::create("Fusion"))
-        app.setStyle(fusion);
+        app.setStyle(new IndicatorStyle(fusion));
     bool dark = appearance == Appearance::Dark || (appearance == Appearance::System && systemPrefersDark());
     app.setPalette(dark ? darkPalette() : lightPalette());
 }

@@ -114,8 +114,14 @@ ShapeView::ShapeView(QWidget* parent)
                    m_emptyPage);
     emptyText->setWordWrap(true);
     emptyText->setAlignment(Qt::AlignCenter);
-    emptyText->setMaximumWidth(460);
-    emptyLayout->addWidget(emptyText, 0, Qt::AlignHCenter);
+    // Centred by stretches rather than an alignment flag: a wrapped label placed with an alignment is
+    // given the height of its size hint, not the height its lines need at its width.
+    emptyText->setFixedWidth(460);
+    auto* emptyRow = new QHBoxLayout;
+    emptyRow->addStretch();
+    emptyRow->addWidget(emptyText);
+    emptyRow->addStretch();
+    emptyLayout->addLayout(emptyRow);
     auto* emptyAdd = new QPushButton(QStringLiteral("Add Node Type"), m_emptyPage);
     emptyAdd->setObjectName(QStringLiteral("emptyAddNodeType"));
     emptyLayout->addWidget(emptyAdd, 0, Qt::AlignHCenter);
