@@ -143,17 +143,14 @@ QCoro::Task<QJsonObject> CodexTransport::send(QJsonObject body, double timeout,
     auto run = CommandRun::make(*cli, call.arguments, call.input, AIProvider(AIProvider::chatGPT).tool(),
                                 cancellation);
     CodexStream stream;
-    ThinkingThrottle throttle(onThinking);
     // Arguments of a co_await are named first: GCC 12 may destroy temporaries there twice.
-    const std::function<void(const QByteArray&)> onLine = [&](const QByteArray& line) {
-        if (stream.consume(line))
-            throttle.changed(stream.thinking());
+    const std::function<bool(const QByteArray&)> consume = [&](const QByteArray& line) {
+        return stream.consume(line);
     };
-    const std::function<QCoro::Task<CommandRun::Outcome>()> operation = [&]() {
-        return run->start(onLine);
+    const std::function<QString()> thinking = [&] {
+        return stream.thinking();
     };
-    const CommandRun::Outcome outcome = co_await run->guarded<CommandRun::Outcome>(timeout, operation);
-    throttle.finish(stream.thinking());
+    const CommandRun::Outcome outcome = co_await run->streamThinking(timeout, consume, thinking, onThinking);
     co_return stream.response(model, outcome.standardError, outcome.exitCode);
 }
 

@@ -97,6 +97,25 @@ void CommandRun::stopSleeper() {
     delete m_sleeper.data();
 }
 
+QCoro::Task<CommandRun::Outcome>
+CommandRun::streamThinking(double timeout, const std::function<bool(const QByteArray&)>& consume,
+                           const std::function<QString()>& thinking,
+                           const ThinkingThrottle::Callback& onThinking) {
+    const auto self = shared_from_this();
+    ThinkingThrottle throttle(onThinking);
+    // Arguments of a co_await are named first: GCC 12 may destroy temporaries there twice.
+    const std::function<void(const QByteArray&)> onLine = [&](const QByteArray& line) {
+        if (consume(line))
+            throttle.changed(thinking());
+    };
+    const std::function<QCoro::Task<Outcome>()> operation = [&]() {
+        return start(onLine);
+    };
+    const Outcome outcome = co_await guarded<Outcome>(timeout, operation);
+    throttle.finish(thinking());
+    co_return outcome;
+}
+
 QCoro::Task<CommandRun::Outcome> CommandRun::start(std::function<void(const QByteArray& line)> onLine) {
     const auto self = shared_from_this();
     QProcess process;

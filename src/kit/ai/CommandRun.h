@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ai/ThinkingThrottle.h"
 #include "support/Cancellation.h"
 
 #include <QByteArray>
@@ -37,6 +38,13 @@ public:
     // Runs `operation` (which awaits start()) under a time limit of `timeout` seconds and the flow's
     // cancellation.
     template <typename T> QCoro::Task<T> guarded(double timeout, std::function<QCoro::Task<T>()> operation);
+
+    // Runs to the end as `guarded` does, handing each line of output to `consume`. Whenever that says the
+    // model's thinking grew, `thinking()` goes to `onThinking` at the throttle's pace, and the whole of it
+    // once more at the end. The arguments are used until the run ends: await it at once.
+    QCoro::Task<Outcome> streamThinking(double timeout, const std::function<bool(const QByteArray&)>& consume,
+                                        const std::function<QString()>& thinking,
+                                        const ThinkingThrottle::Callback& onThinking);
 
     bool timedOut() const;
     // What standard error held when the run ended (or so far).

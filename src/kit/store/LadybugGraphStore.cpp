@@ -424,6 +424,8 @@ void LadybugGraphStore::checkpoint() {
 
 // -- Reading -----------------------------------------------------------------------------------------
 
+namespace {
+
 // Records of several tables, one list per table, joined at the end: growing one list table by table
 // would copy every record loaded so far.
 template <typename Record> QList<Record> joined(QList<QList<Record>>& parts) {
@@ -440,68 +442,71 @@ template <typename Record> QList<Record> joined(QList<QList<Record>>& parts) {
     return all;
 }
 
+// Reads the records of each table in turn with `pattern` (the table's name for %1), whose column
+// `column` holds the node or relationship. `readRow` makes the record of one row, or nothing.
+template <typename Record, typename ReadRow>
+QList<Record> readTables(ladybug::Connection& connection, const QStringList& labels, const QString& pattern,
+                         quint64 column, ReadRow readRow) {
+    QList<QList<Record>> parts;
+    for (const auto& label : labels) {
+        requireName(label);
+        auto result = connection.query(pattern.arg(label));
+        QList<Record>& records = parts.emplace_back();
+        records.reserve(static_cast<qsizetype>(result->getRowCount()));
+        // One table: one label, and the engine's own ids are not part of a record.
+        result->columnShape(column).oneLabel = true;
+        result->columnShape(column).withoutIds = true;
+        conversion::RecordReader reader;
+        const ladybug::PropertyVisitor add = [&](qsizetype position, const QString& name, lbug_value* value,
+                                                 lbug_data_type_id type) {
+            reader.add(position, name, value, type);
+        };
+        while (auto row = result->getNext())
+            if (auto record = readRow(*row, reader, add))
+                records.append(std::move(*record));
+    }
+    return joined(parts);
+}
+
+} // namespace
+
 QList<NodeRecord> LadybugGraphStore::loadNodes(const QStringList& labels) {
     std::lock_guard guard(m_lock);
     return guarded([&] {
-        QList<QList<NodeRecord>> parts;
-        for (const auto& label : labels) {
-            requireName(label);
-            auto result = m_connection->query(QStringLiteral("MATCH (n:%1) RETURN n").arg(label));
-            QList<NodeRecord>& records = parts.emplace_back();
-            records.reserve(static_cast<qsizetype>(result->getRowCount()));
-            // One table: one label, and the engine's own ids are not part of a record.
-            result->columnShape(0).oneLabel = true;
-            result->columnShape(0).withoutIds = true;
-            conversion::RecordReader reader;
-            auto add = [&](qsizetype position, const QString& name, lbug_value* value,
-                           lbug_data_type_id type) {
-                reader.add(position, name, value, type);
-            };
-            QString nodeLabel;
-            while (auto row = result->getNext()) {
-                bool isNode = row->visitNode(0, nodeLabel, add);
-                auto id = reader.takeId();
-                auto properties = reader.takeProperties();
-                if (isNode && id)
-                    records.append(NodeRecord{std::move(*id), nodeLabel, std::move(properties)});
-            }
-        }
-        return joined(parts);
+        QString label;
+        return readTables<NodeRecord>(*m_connection, labels, QStringLiteral("MATCH (n:%1) RETURN n"), 0,
+                                      [&](ladybug::FlatTuple& row, conversion::RecordReader& reader,
+                                          const ladybug::PropertyVisitor& add) -> std::optional<NodeRecord> {
+                                          const bool isNode = row.visitNode(0, label, add);
+                                          auto id = reader.takeId();
+                                          auto properties = reader.takeProperties();
+                                          if (!isNode || !id)
+                                              return std::nullopt;
+                                          return NodeRecord{std::move(*id), label, std::move(properties)};
+                                      });
     });
 }
 
 QList<RelRecord> LadybugGraphStore::loadRels(const QStringList& labels) {
     std::lock_guard guard(m_lock);
     return guarded([&] {
-        QList<QList<RelRecord>> parts;
-        for (const auto& label : labels) {
-            requireName(label);
-            auto result =
-                m_connection->query(QStringLiteral("MATCH (a)-[r:%1]->(b) RETURN a.id, b.id, r").arg(label));
-            QList<RelRecord>& records = parts.emplace_back();
-            records.reserve(static_cast<qsizetype>(result->getRowCount()));
-            result->columnShape(2).oneLabel = true;
-            result->columnShape(2).withoutIds = true;
-            conversion::RecordReader reader;
-            auto add = [&](qsizetype position, const QString& name, lbug_value* value,
-                           lbug_data_type_id type) {
-                reader.add(position, name, value, type);
-            };
-            QString relLabel;
-            while (auto row = result->getNext()) {
-                auto fromText = row->getText(0);
-                auto toText = row->getText(1);
-                if (!fromText || !toText)
-                    continue;
-                bool isRel = row->visitRelationship(2, relLabel, add);
-                auto id = reader.takeId();
-                auto properties = reader.takeProperties();
-                if (isRel && id)
-                    records.append(RelRecord{std::move(*id), relLabel, std::move(*fromText),
-                                             std::move(*toText), std::move(properties)});
-            }
-        }
-        return joined(parts);
+        QString label;
+        return readTables<RelRecord>(*m_connection, labels,
+                                     QStringLiteral("MATCH (a)-[r:%1]->(b) RETURN a.id, b.id, r"), 2,
+                                     [&](ladybug::FlatTuple& row, conversion::RecordReader& reader,
+                                         const ladybug::PropertyVisitor& add) -> std::optional<RelRecord> {
+                                         auto from = row.getText(0);
+                                         auto to = row.getText(1);
+                                         if (!from || !to)
+                                             return std::nullopt;
+                                         const bool isRel = row.visitRelationship(2, label, add);
+                                         auto id = reader.takeId();
+                                         auto properties = reader.takeProperties();
+                                         if (!isRel || !id)
+                                             return std::nullopt;
+                                         return RelRecord{std::move(*id), label, std::move(*from),
+                                                          std::move(*to), std::move(properties)};
+                                     });
     });
 }
 
