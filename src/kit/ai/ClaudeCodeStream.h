@@ -1,5 +1,7 @@
 #pragma once
 
+#include "ai/ThinkingStream.h"
+
 #include <QByteArray>
 #include <QJsonObject>
 #include <QString>
@@ -9,15 +11,14 @@ namespace corvantis {
 
 // Reads the JSON lines that Claude Code prints for one run: the thinking as it is produced, the model
 // that answered, and the final result event, which becomes a response in the messages form.
-class ClaudeCodeStream {
+class ClaudeCodeStream : public ThinkingStream {
 public:
-    // Takes one line of standard output; returns true when the thinking text grew.
-    bool consume(const QByteArray& line);
+    bool consume(const QByteArray& line) override;
 
     // The response of the run; fails with AICommandError when the tool failed or no result came.
     QJsonObject response(const QString& standardError, int exitCode) const;
 
-    const QString& thinking() const { return m_thinking; }
+    const QString& thinking() const override { return m_thinking; }
     const QString& model() const { return m_model; }
     const std::optional<QJsonObject>& result() const { return m_result; }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "ai/ThinkingStream.h"
+
 #include <QByteArray>
 #include <QJsonObject>
 #include <QString>
@@ -9,15 +11,14 @@ namespace corvantis {
 
 // Reads the JSON events that `codex exec --json` prints for one run: reasoning as it completes, the
 // agent's final message, and failures in the tool's own words.
-class CodexStream {
+class CodexStream : public ThinkingStream {
 public:
-    // Takes one line of standard output; returns true when the thinking text grew.
-    bool consume(const QByteArray& line);
+    bool consume(const QByteArray& line) override;
 
     // The response of the run; fails with AICommandError when there is no answer.
     QJsonObject response(const QString& model, const QString& standardError, int exitCode) const;
 
-    const QString& thinking() const { return m_thinking; }
+    const QString& thinking() const override { return m_thinking; }
     const std::optional<QString>& answer() const { return m_answer; }
     const std::optional<QString>& failure() const { return m_failure; }
     bool completed() const { return m_completed; }

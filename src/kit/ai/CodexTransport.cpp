@@ -143,14 +143,7 @@ QCoro::Task<QJsonObject> CodexTransport::send(QJsonObject body, double timeout,
     auto run = CommandRun::make(*cli, call.arguments, call.input, AIProvider(AIProvider::chatGPT).tool(),
                                 cancellation);
     CodexStream stream;
-    // Arguments of a co_await are named first: GCC 12 may destroy temporaries there twice.
-    const std::function<bool(const QByteArray&)> consume = [&](const QByteArray& line) {
-        return stream.consume(line);
-    };
-    const std::function<QString()> thinking = [&] {
-        return stream.thinking();
-    };
-    const CommandRun::Outcome outcome = co_await run->streamThinking(timeout, consume, thinking, onThinking);
+    const CommandRun::Outcome outcome = co_await run->streamThinking(timeout, stream, onThinking);
     co_return stream.response(model, outcome.standardError, outcome.exitCode);
 }
 

@@ -97,22 +97,20 @@ void CommandRun::stopSleeper() {
     delete m_sleeper.data();
 }
 
-QCoro::Task<CommandRun::Outcome>
-CommandRun::streamThinking(double timeout, const std::function<bool(const QByteArray&)>& consume,
-                           const std::function<QString()>& thinking,
-                           const ThinkingThrottle::Callback& onThinking) {
+QCoro::Task<CommandRun::Outcome> CommandRun::streamThinking(double timeout, ThinkingStream& stream,
+                                                            const ThinkingThrottle::Callback& onThinking) {
     const auto self = shared_from_this();
     ThinkingThrottle throttle(onThinking);
     // Arguments of a co_await are named first: GCC 12 may destroy temporaries there twice.
     const std::function<void(const QByteArray&)> onLine = [&](const QByteArray& line) {
-        if (consume(line))
-            throttle.changed(thinking());
+        if (stream.consume(line))
+            throttle.changed(stream.thinking());
     };
     const std::function<QCoro::Task<Outcome>()> operation = [&]() {
         return start(onLine);
     };
     const Outcome outcome = co_await guarded<Outcome>(timeout, operation);
-    throttle.finish(thinking());
+    throttle.finish(stream.thinking());
     co_return outcome;
 }
 

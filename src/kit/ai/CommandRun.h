@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ai/ThinkingStream.h"
 #include "ai/ThinkingThrottle.h"
 #include "support/Cancellation.h"
 
@@ -39,11 +40,10 @@ public:
     // cancellation.
     template <typename T> QCoro::Task<T> guarded(double timeout, std::function<QCoro::Task<T>()> operation);
 
-    // Runs to the end as `guarded` does, handing each line of output to `consume`. Whenever that says the
-    // model's thinking grew, `thinking()` goes to `onThinking` at the throttle's pace, and the whole of it
-    // once more at the end. The arguments are used until the run ends: await it at once.
-    QCoro::Task<Outcome> streamThinking(double timeout, const std::function<bool(const QByteArray&)>& consume,
-                                        const std::function<QString()>& thinking,
+    // Runs to the end as `guarded` does, handing each line of output to `stream`. Whenever the model's
+    // thinking grows, it goes to `onThinking` at the throttle's pace, and the whole of it once more at
+    // the end. The arguments are used until the run ends: await it at once.
+    QCoro::Task<Outcome> streamThinking(double timeout, ThinkingStream& stream,
                                         const ThinkingThrottle::Callback& onThinking);
 
     bool timedOut() const;
