@@ -1,6 +1,7 @@
 #include "graph/ProjectSession.h"
 
 #include "app/Settings.h"
+#include "graph/GraphDerived.h"
 #include "store/DDLBuilder.h"
 #include "store/GraphStoreError.h"
 #include "undo/UndoStack.h"
@@ -117,18 +118,19 @@ void ProjectSession::loadRecords(GraphStore& store) {
         for (const RelType& type : m_project.appliedSchema->relTypes)
             relLabels << type.table();
     }
-    QList<NodeRecord> loadedNodes = store.loadNodes(nodeLabels);
+    // Relationships that arrive with ends sharing their nodes' id texts keep one copy of each id, and
+    // the derived maps find such ends by address.
+    GraphRecords graph = store.loadGraph(nodeLabels, relLabels);
     QHash<QString, NodeRecord> nodes;
-    nodes.reserve(loadedNodes.size());
-    for (NodeRecord& node : loadedNodes) {
+    nodes.reserve(graph.nodes.size());
+    for (NodeRecord& node : graph.nodes) {
         QString id = node.id;
         nodes.emplace(std::move(id), std::move(node));
     }
-    loadedNodes.clear();
-    QList<RelRecord> loadedRels = store.loadRels(relLabels);
+    graph.nodes.clear();
     QHash<QString, RelRecord> rels;
-    rels.reserve(loadedRels.size());
-    for (RelRecord& rel : loadedRels) {
+    rels.reserve(graph.rels.size());
+    for (RelRecord& rel : graph.rels) {
         QString id = rel.id;
         rels.emplace(std::move(id), std::move(rel));
     }
@@ -137,26 +139,11 @@ void ProjectSession::loadRecords(GraphStore& store) {
 }
 
 void ProjectSession::rebuildDerived() {
-    // A node's degree is the length of its neighbour list (a loop appears there twice, as it counts).
-    QHash<QString, QStringList> adjacency;
-    adjacency.reserve(m_nodes.size());
-    QHash<QString, int> relCounts;
-    for (const RelRecord& rel : std::as_const(m_rels)) {
-        adjacency[rel.from].append(rel.to);
-        adjacency[rel.to].append(rel.from);
-        relCounts[rel.label] += 1;
-    }
-    QHash<QString, int> degrees;
-    degrees.reserve(adjacency.size());
-    for (auto it = adjacency.cbegin(); it != adjacency.cend(); ++it)
-        degrees.emplace(it.key(), static_cast<int>(it->size()));
-    QHash<QString, int> typeCounts;
-    for (const NodeRecord& node : std::as_const(m_nodes))
-        typeCounts[node.label] += 1;
-    m_degrees = std::move(degrees);
-    m_adjacency = std::move(adjacency);
-    m_relCounts = std::move(relCounts);
-    m_typeCounts = std::move(typeCounts);
+    GraphDerived::Maps maps = GraphDerived::of(m_nodes, m_rels);
+    m_degrees = std::move(maps.degrees);
+    m_adjacency = std::move(maps.adjacency);
+    m_relCounts = std::move(maps.relCounts);
+    m_typeCounts = std::move(maps.typeCounts);
     ++m_topology;
     emit graphChanged();
 }

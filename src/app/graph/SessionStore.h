@@ -48,6 +48,9 @@ public:
     void deleteRel(const QString& id, const QString& label) override { m_store.deleteRel(id, label); }
     QList<NodeRecord> loadNodes(const QStringList& labels) override { return m_store.loadNodes(labels); }
     QList<RelRecord> loadRels(const QStringList& labels) override { return m_store.loadRels(labels); }
+    GraphRecords loadGraph(const QStringList& nodeLabels, const QStringList& relLabels) override {
+        return m_store.loadGraph(nodeLabels, relLabels);
+    }
     QueryOutput runReadOnly(const QString& cypher, int rowLimit) override {
         return m_store.runReadOnly(cypher, rowLimit);
     }

@@ -60,19 +60,20 @@ lbug_data_type_id FlatTuple::typeAt(quint64 index, lbug_value& value) {
     return id;
 }
 
-bool FlatTuple::visitNode(quint64 index, QString& label, const PropertyVisitor& visit) {
+bool FlatTuple::visitNode(quint64 index, QString& label, const PropertyVisitor& visit, LadybugIds* ids) {
     lbug_value value = rawValue(index);
     if (value._value == nullptr || lbug_value_is_null(&value) || typeAt(index, value) != LBUG_NODE)
         return false;
-    label = ladybug::visitNode(&value, &m_result->columnShape(index), visit);
+    label = ladybug::visitNode(&value, &m_result->columnShape(index), visit, ids);
     return true;
 }
 
-bool FlatTuple::visitRelationship(quint64 index, QString& label, const PropertyVisitor& visit) {
+bool FlatTuple::visitRelationship(quint64 index, QString& label, const PropertyVisitor& visit,
+                                  LadybugIds* ids) {
     lbug_value value = rawValue(index);
     if (value._value == nullptr || lbug_value_is_null(&value) || typeAt(index, value) != LBUG_REL)
         return false;
-    label = ladybug::visitRelationship(&value, &m_result->columnShape(index), visit);
+    label = ladybug::visitRelationship(&value, &m_result->columnShape(index), visit, ids);
     return true;
 }
 

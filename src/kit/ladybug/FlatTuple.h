@@ -24,8 +24,9 @@ public:
     LadybugValue getValue(quint64 index);
     // Reads the node or relationship of one column in place (see visitNode); false, with nothing
     // visited, when the column holds null or another kind.
-    bool visitNode(quint64 index, QString& label, const PropertyVisitor& visit);
-    bool visitRelationship(quint64 index, QString& label, const PropertyVisitor& visit);
+    bool visitNode(quint64 index, QString& label, const PropertyVisitor& visit, LadybugIds* ids = nullptr);
+    bool visitRelationship(quint64 index, QString& label, const PropertyVisitor& visit,
+                           LadybugIds* ids = nullptr);
     // The text of a STRING column, read without wrapping; absent when null or of another kind.
     std::optional<QString> getText(quint64 index);
     // Every column's value, in order.

@@ -381,14 +381,28 @@ QString plainText(lbug_value* value) {
 
 } // namespace
 
-QString visitNode(lbug_value* value, LadybugColumnShape* shape, const PropertyVisitor& visit) {
+QString visitNode(lbug_value* value, LadybugColumnShape* shape, const PropertyVisitor& visit,
+                  LadybugIds* ids) {
+    if (ids) {
+        lbug_value id;
+        check(lbug_node_val_get_id_val(value, &id), "NODE");
+        ids->id = readId(&id);
+    }
     QString label = readLabel(value, shape, lbug_node_val_get_label_val, "NODE");
     visitProperties(value, shape, lbug_node_val_get_property_size, lbug_node_val_get_property_name_at,
                     lbug_node_val_get_property_value_at, "NODE", visit);
     return label;
 }
 
-QString visitRelationship(lbug_value* value, LadybugColumnShape* shape, const PropertyVisitor& visit) {
+QString visitRelationship(lbug_value* value, LadybugColumnShape* shape, const PropertyVisitor& visit,
+                          LadybugIds* ids) {
+    if (ids) {
+        lbug_value source, target;
+        check(lbug_rel_val_get_src_id_val(value, &source), "REL");
+        ids->source = readId(&source);
+        check(lbug_rel_val_get_dst_id_val(value, &target), "REL");
+        ids->target = readId(&target);
+    }
     QString label = readLabel(value, shape, lbug_rel_val_get_label_val, "REL");
     visitProperties(value, shape, lbug_rel_val_get_property_size, lbug_rel_val_get_property_name_at,
                     lbug_rel_val_get_property_value_at, "REL", visit);

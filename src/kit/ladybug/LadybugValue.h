@@ -173,10 +173,19 @@ LadybugValue readValue(lbug_value* value, lbug_data_type_id knownType = LBUG_ANY
 using PropertyVisitor =
     std::function<void(qsizetype position, const QString& name, lbug_value* value, lbug_data_type_id type)>;
 
+// The engine's ids of a node or relationship read in place: a node's own, a relationship's two ends.
+struct LadybugIds {
+    LadybugInternalId id;
+    LadybugInternalId source;
+    LadybugInternalId target;
+};
+
 // Reads a non-null NODE or REL in place, for callers that build records of their own: returns the label
-// and hands each property to `visit`. The engine's ids are not read.
-QString visitNode(lbug_value* value, LadybugColumnShape* shape, const PropertyVisitor& visit);
-QString visitRelationship(lbug_value* value, LadybugColumnShape* shape, const PropertyVisitor& visit);
+// and hands each property to `visit`. The engine's ids are read only into `ids`, when given.
+QString visitNode(lbug_value* value, LadybugColumnShape* shape, const PropertyVisitor& visit,
+                  LadybugIds* ids = nullptr);
+QString visitRelationship(lbug_value* value, LadybugColumnShape* shape, const PropertyVisitor& visit,
+                          LadybugIds* ids = nullptr);
 
 // The common plain kinds read straight from the engine: null, text, double, bool, 64-bit integer.
 using ScalarValue = std::variant<std::monostate, QString, double, bool, qint64>;

@@ -12,6 +12,8 @@
 #include <QRegularExpression>
 #include <algorithm>
 #include <climits>
+#include <unordered_map>
+#include <vector>
 
 namespace corvantis {
 
@@ -470,43 +472,119 @@ QList<Record> readTables(ladybug::Connection& connection, const QStringList& lab
 
 } // namespace
 
+namespace {
+
+// Node ids by the engine's own id of each node: its table, then its offset in the table.
+class IdsByEngine {
+public:
+    void put(const LadybugInternalId& engine, const QString& id) {
+        std::vector<QString>& table = m_tables[engine.tableId];
+        if (table.size() <= engine.offset)
+            table.resize(engine.offset + 1);
+        table[engine.offset] = id;
+    }
+    const QString* find(const LadybugInternalId& engine) const {
+        auto table = m_tables.find(engine.tableId);
+        if (table == m_tables.end() || table->second.size() <= engine.offset)
+            return nullptr;
+        const QString& id = table->second[engine.offset];
+        return id.isNull() ? nullptr : &id;
+    }
+
+private:
+    std::unordered_map<quint64, std::vector<QString>> m_tables;
+};
+
+// The nodes of each table; with `ids`, each node's id is noted there by its engine id.
+QList<NodeRecord> readNodes(Connection& connection, const QStringList& labels, IdsByEngine* ids) {
+    QString label;
+    LadybugIds engine;
+    return readTables<NodeRecord>(connection, labels, QStringLiteral("MATCH (n:%1) RETURN n"), 0,
+                                  [&](FlatTuple& row, conversion::RecordReader& reader,
+                                      const PropertyVisitor& add) -> std::optional<NodeRecord> {
+                                      const bool isNode =
+                                          row.visitNode(0, label, add, ids ? &engine : nullptr);
+                                      auto id = reader.takeId();
+                                      auto properties = reader.takeProperties();
+                                      if (!isNode || !id)
+                                          return std::nullopt;
+                                      if (ids)
+                                          ids->put(engine.id, *id);
+                                      return NodeRecord{std::move(*id), label, std::move(properties)};
+                                  });
+}
+
+// The relationships of each table with the texts of their ends, which the engine joins in.
+QList<RelRecord> readRelsWithEnds(Connection& connection, const QStringList& labels) {
+    QString label;
+    return readTables<RelRecord>(
+        connection, labels, QStringLiteral("MATCH (a)-[r:%1]->(b) RETURN a.id, b.id, r"), 2,
+        [&](FlatTuple& row, conversion::RecordReader& reader,
+            const PropertyVisitor& add) -> std::optional<RelRecord> {
+            auto from = row.getText(0);
+            auto to = row.getText(1);
+            if (!from || !to)
+                return std::nullopt;
+            const bool isRel = row.visitRelationship(2, label, add);
+            auto id = reader.takeId();
+            auto properties = reader.takeProperties();
+            if (!isRel || !id)
+                return std::nullopt;
+            return RelRecord{std::move(*id), label, std::move(*from), std::move(*to), std::move(properties)};
+        });
+}
+
+// The relationships of each table with their ends found in `ids`, so that they share the nodes' texts. A
+// table with an end that `ids` lacks is read again with the texts from the engine.
+QList<RelRecord> readRelsByEngine(Connection& connection, const QStringList& labels, const IdsByEngine& ids) {
+    QList<QList<RelRecord>> parts;
+    for (const QString& table : labels) {
+        QString label;
+        LadybugIds engine;
+        bool unknownEnd = false;
+        parts.append(readTables<RelRecord>(
+            connection, {table}, QStringLiteral("MATCH ()-[r:%1]->() RETURN r"), 0,
+            [&](FlatTuple& row, conversion::RecordReader& reader,
+                const PropertyVisitor& add) -> std::optional<RelRecord> {
+                const bool isRel = row.visitRelationship(0, label, add, &engine);
+                auto id = reader.takeId();
+                auto properties = reader.takeProperties();
+                if (!isRel || !id)
+                    return std::nullopt;
+                const QString* from = ids.find(engine.source);
+                const QString* to = ids.find(engine.target);
+                if (!from || !to) {
+                    unknownEnd = true;
+                    return std::nullopt;
+                }
+                return RelRecord{std::move(*id), label, *from, *to, std::move(properties)};
+            }));
+        if (unknownEnd)
+            parts.last() = readRelsWithEnds(connection, {table});
+    }
+    return joined(parts);
+}
+
+} // namespace
+
 QList<NodeRecord> LadybugGraphStore::loadNodes(const QStringList& labels) {
     std::lock_guard guard(m_lock);
-    return guarded([&] {
-        QString label;
-        return readTables<NodeRecord>(*m_connection, labels, QStringLiteral("MATCH (n:%1) RETURN n"), 0,
-                                      [&](ladybug::FlatTuple& row, conversion::RecordReader& reader,
-                                          const ladybug::PropertyVisitor& add) -> std::optional<NodeRecord> {
-                                          const bool isNode = row.visitNode(0, label, add);
-                                          auto id = reader.takeId();
-                                          auto properties = reader.takeProperties();
-                                          if (!isNode || !id)
-                                              return std::nullopt;
-                                          return NodeRecord{std::move(*id), label, std::move(properties)};
-                                      });
-    });
+    return guarded([&] { return readNodes(*m_connection, labels, nullptr); });
 }
 
 QList<RelRecord> LadybugGraphStore::loadRels(const QStringList& labels) {
     std::lock_guard guard(m_lock);
+    return guarded([&] { return readRelsWithEnds(*m_connection, labels); });
+}
+
+GraphRecords LadybugGraphStore::loadGraph(const QStringList& nodeLabels, const QStringList& relLabels) {
+    std::lock_guard guard(m_lock);
     return guarded([&] {
-        QString label;
-        return readTables<RelRecord>(*m_connection, labels,
-                                     QStringLiteral("MATCH (a)-[r:%1]->(b) RETURN a.id, b.id, r"), 2,
-                                     [&](ladybug::FlatTuple& row, conversion::RecordReader& reader,
-                                         const ladybug::PropertyVisitor& add) -> std::optional<RelRecord> {
-                                         auto from = row.getText(0);
-                                         auto to = row.getText(1);
-                                         if (!from || !to)
-                                             return std::nullopt;
-                                         const bool isRel = row.visitRelationship(2, label, add);
-                                         auto id = reader.takeId();
-                                         auto properties = reader.takeProperties();
-                                         if (!isRel || !id)
-                                             return std::nullopt;
-                                         return RelRecord{std::move(*id), label, std::move(*from),
-                                                          std::move(*to), std::move(properties)};
-                                     });
+        IdsByEngine ids;
+        GraphRecords graph;
+        graph.nodes = readNodes(*m_connection, nodeLabels, &ids);
+        graph.rels = readRelsByEngine(*m_connection, relLabels, ids);
+        return graph;
     });
 }
 

@@ -58,6 +58,7 @@ public:
     void deleteRel(const QString& id, const QString& label) override;
     QList<NodeRecord> loadNodes(const QStringList& labels) override;
     QList<RelRecord> loadRels(const QStringList& labels) override;
+    GraphRecords loadGraph(const QStringList& nodeLabels, const QStringList& relLabels) override;
     QueryOutput runReadOnly(const QString& cypher, int rowLimit) override;
 
     // Writes the log into the database file; a session calls it on closing.

@@ -3,6 +3,7 @@
 #include "store/GraphStoreError.h"
 
 #include <QtConcurrent>
+#include <algorithm>
 #include <gtest/gtest.h>
 
 using namespace corvantis;
@@ -154,6 +155,53 @@ TEST_F(StoreRecords, RelationshipsRoundTripAndGoWithTheirNodes) {
 
     store->deleteRecords({{bob.id, QStringLiteral("Person")}, {acme.id, QStringLiteral("Company")}}, {});
     EXPECT_TRUE(store->loadNodes({QStringLiteral("Person"), QStringLiteral("Company")}).isEmpty());
+}
+
+TEST_F(StoreRecords, TheWholeGraphLoadsAsBothLoadsDoWithEndsSharingTheirNodesIds) {
+    NodeRecord ada = person(QStringLiteral("Ada"));
+    NodeRecord bob = person(QStringLiteral("Bob"));
+    NodeRecord acme{newId(), QStringLiteral("Company"), {}};
+    RelRecord works{newId(),
+                    QStringLiteral("WORKS_AT"),
+                    ada.id,
+                    acme.id,
+                    {{QStringLiteral("since"), GraphValue::number(1999)}}};
+    RelRecord knows{newId(), QStringLiteral("KNOWS"), ada.id, bob.id, {}};
+    RelRecord self{newId(), QStringLiteral("KNOWS"), bob.id, bob.id, {}};
+    store->insertRecords({ada, bob, acme}, {{works, QStringLiteral("Person"), QStringLiteral("Company")},
+                                            {knows, QStringLiteral("Person"), QStringLiteral("Person")},
+                                            {self, QStringLiteral("Person"), QStringLiteral("Person")}});
+    // A deleted node leaves a gap in its table's offsets.
+    NodeRecord gone = person(QStringLiteral("Gone"));
+    store->insertNode(gone);
+    store->deleteNode(gone.id, QStringLiteral("Person"));
+    NodeRecord cy = person(QStringLiteral("Cy"));
+    store->insertNode(cy);
+    RelRecord late{newId(), QStringLiteral("KNOWS"), cy.id, ada.id, {}};
+    store->insertRel(late, QStringLiteral("Person"), QStringLiteral("Person"));
+
+    const QStringList nodeTables{QStringLiteral("Person"), QStringLiteral("Company")};
+    const QStringList relTables{QStringLiteral("WORKS_AT"), QStringLiteral("KNOWS")};
+    GraphRecords graph = store->loadGraph(nodeTables, relTables);
+    auto sorted = [](auto records) {
+        std::sort(records.begin(), records.end(), [](const auto& a, const auto& b) { return a.id < b.id; });
+        return records;
+    };
+    EXPECT_EQ(sorted(graph.nodes), sorted(store->loadNodes(nodeTables)));
+    EXPECT_EQ(sorted(graph.rels), sorted(store->loadRels(relTables)));
+    ASSERT_EQ(graph.rels.size(), 4);
+    QHash<QString, const QChar*> idText;
+    for (const NodeRecord& node : graph.nodes)
+        idText.insert(node.id, node.id.constData());
+    for (const RelRecord& rel : graph.rels) {
+        EXPECT_EQ(rel.from.constData(), idText.value(rel.from)) << qPrintable(rel.id);
+        EXPECT_EQ(rel.to.constData(), idText.value(rel.to)) << qPrintable(rel.id);
+    }
+
+    // Ends in a table that wasn't loaded still come with their texts.
+    GraphRecords people = store->loadGraph({QStringLiteral("Person")}, relTables);
+    EXPECT_EQ(people.nodes.size(), 3);
+    EXPECT_EQ(sorted(people.rels), sorted(graph.rels));
 }
 
 TEST_F(StoreRecords, ABatchIsAllOrNothing) {
