@@ -223,51 +223,37 @@ long readProperties(lbug_value* value, bool isNode, ColumnInfo& column) {
     return read;
 }
 
-// The plain scan: the same queries as the store's loads, every value read and dropped.
+// The plain scan: the same queries as the store's load, every value and engine id read and dropped.
 long plainScan(lbug_connection* connection, const QStringList& nodeTables, const QStringList& relTables) {
     long values = 0;
-    for (const QString& table : nodeTables) {
+    auto scan = [&](const QString& query, bool isNode) {
         lbug_query_result result;
-        check(lbug_connection_query(connection,
-                                    QStringLiteral("MATCH (n:%1) RETURN n").arg(table).toUtf8().constData(),
-                                    &result),
-              "node query");
+        check(lbug_connection_query(connection, query.toUtf8().constData(), &result), "query");
         ColumnInfo column;
         while (lbug_query_result_has_next(&result)) {
             lbug_flat_tuple tuple;
             check(lbug_query_result_get_next(&result, &tuple), "next");
-            lbug_value node;
-            check(lbug_flat_tuple_get_value(&tuple, 0, &node), "node");
-            values += readProperties(&node, true, column);
-        }
-        lbug_query_result_destroy(&result);
-    }
-    for (const QString& table : relTables) {
-        lbug_query_result result;
-        check(
-            lbug_connection_query(
-                connection,
-                QStringLiteral("MATCH (a)-[r:%1]->(b) RETURN a.id, b.id, r").arg(table).toUtf8().constData(),
-                &result),
-            "rel query");
-        ColumnInfo column;
-        while (lbug_query_result_has_next(&result)) {
-            lbug_flat_tuple tuple;
-            check(lbug_query_result_get_next(&result, &tuple), "next");
-            for (uint64_t c = 0; c < 2; ++c) {
-                lbug_value end;
-                check(lbug_flat_tuple_get_value(&tuple, c, &end), "end");
-                char* text = nullptr;
-                check(lbug_value_get_string(&end, &text), "end id");
-                lbug_destroy_string(text);
-                ++values;
+            lbug_value record;
+            check(lbug_flat_tuple_get_value(&tuple, 0, &record), "record");
+            lbug_value id, other;
+            lbug_internal_id_t engineId;
+            if (isNode) {
+                check(lbug_node_val_get_id_val(&record, &id), "node id");
+                check(lbug_value_get_internal_id(&id, &engineId), "node id");
+            } else {
+                check(lbug_rel_val_get_src_id_val(&record, &id), "source");
+                check(lbug_value_get_internal_id(&id, &engineId), "source");
+                check(lbug_rel_val_get_dst_id_val(&record, &other), "target");
+                check(lbug_value_get_internal_id(&other, &engineId), "target");
             }
-            lbug_value rel;
-            check(lbug_flat_tuple_get_value(&tuple, 2, &rel), "rel");
-            values += readProperties(&rel, false, column);
+            values += readProperties(&record, isNode, column);
         }
         lbug_query_result_destroy(&result);
-    }
+    };
+    for (const QString& table : nodeTables)
+        scan(QStringLiteral("MATCH (n:%1) RETURN n").arg(table), true);
+    for (const QString& table : relTables)
+        scan(QStringLiteral("MATCH ()-[r:%1]->() RETURN r").arg(table), false);
     return values;
 }
 
