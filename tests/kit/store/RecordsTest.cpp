@@ -198,6 +198,20 @@ TEST_F(StoreRecords, TheWholeGraphLoadsAsBothLoadsDoWithEndsSharingTheirNodesIds
         EXPECT_EQ(rel.to.constData(), idText.value(rel.to)) << qPrintable(rel.id);
     }
 
+    // A relationship table that joins more than one pair of node tables reads the same both ways.
+    GraphSchema wider = shape;
+    wider.relTypes.append(
+        relType(QStringLiteral("mentions"), {{shape.nodeTypes[0].id, shape.nodeTypes[1].id},
+                                             {shape.nodeTypes[1].id, shape.nodeTypes[0].id}}));
+    migrate(*store, shape, wider);
+    RelRecord there{newId(), QStringLiteral("MENTIONS"), ada.id, acme.id, {}};
+    RelRecord back{newId(), QStringLiteral("MENTIONS"), acme.id, bob.id, {}};
+    store->insertRel(there, QStringLiteral("Person"), QStringLiteral("Company"));
+    store->insertRel(back, QStringLiteral("Company"), QStringLiteral("Person"));
+    GraphRecords mentions = store->loadGraph(nodeTables, {QStringLiteral("MENTIONS")});
+    EXPECT_EQ(sorted(mentions.rels), sorted(QList<RelRecord>{there, back}));
+    EXPECT_EQ(sorted(mentions.rels), sorted(store->loadRels({QStringLiteral("MENTIONS")})));
+
     // Ends in a table that wasn't loaded still come with their texts.
     GraphRecords people = store->loadGraph({QStringLiteral("Person")}, relTables);
     EXPECT_EQ(people.nodes.size(), 3);
