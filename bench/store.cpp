@@ -170,90 +170,97 @@ double rssMegabytes() {
     return 0;
 }
 
-// What a careful client of the C interface learns once per result column: the property names and
-// their types, the same for every row.
-struct ColumnInfo {
-    bool known = false;
-    std::vector<std::string> names;
+// Reads every column of every row by its type, dropping the values. Returns how many values were read.
+long scanQuery(lbug_connection* connection, const QString& query) {
+    lbug_query_result result;
+    check(lbug_connection_query(connection, query.toUtf8().constData(), &result), "query");
+    const uint64_t columns = lbug_query_result_get_num_columns(&result);
     std::vector<lbug_data_type_id> types;
-};
-
-// Reads every property of a node or relationship value: its name (once per column), and its value by
-// its type. Returns how many values were read.
-long readProperties(lbug_value* value, bool isNode, ColumnInfo& column) {
-    uint64_t count = 0;
-    check(isNode ? lbug_node_val_get_property_size(value, &count)
-                 : lbug_rel_val_get_property_size(value, &count),
-          "size");
-    long read = 0;
-    for (uint64_t i = 0; i < count; ++i) {
-        lbug_value property;
-        check(isNode ? lbug_node_val_get_property_value_at(value, i, &property)
-                     : lbug_rel_val_get_property_value_at(value, i, &property),
-              "value");
-        if (!column.known) {
-            char* name = nullptr;
-            check(isNode ? lbug_node_val_get_property_name_at(value, i, &name)
-                         : lbug_rel_val_get_property_name_at(value, i, &name),
-                  "name");
-            column.names.push_back(name);
-            lbug_destroy_string(name);
-            lbug_logical_type type;
-            lbug_value_get_data_type(&property, &type);
-            column.types.push_back(lbug_data_type_get_id(&type));
-            lbug_data_type_destroy(&type);
-        }
-        if (lbug_value_is_null(&property))
-            continue;
-        auto id = column.types[i];
-        if (id == LBUG_STRING) {
-            char* text = nullptr;
-            check(lbug_value_get_string(&property, &text), "string");
-            lbug_destroy_string(text);
-        } else if (id == LBUG_DOUBLE) {
-            double number;
-            check(lbug_value_get_double(&property, &number), "double");
-        } else if (id == LBUG_BOOL) {
-            bool flag;
-            check(lbug_value_get_bool(&property, &flag), "bool");
-        }
-        ++read;
+    for (uint64_t c = 0; c < columns; ++c) {
+        lbug_logical_type type;
+        check(lbug_query_result_get_column_data_type(&result, c, &type), "column type");
+        types.push_back(lbug_data_type_get_id(&type));
+        lbug_data_type_destroy(&type);
     }
-    column.known = true;
-    return read;
+    long values = 0;
+    while (lbug_query_result_has_next(&result)) {
+        lbug_flat_tuple tuple;
+        check(lbug_query_result_get_next(&result, &tuple), "next");
+        for (uint64_t c = 0; c < columns; ++c) {
+            lbug_value value;
+            check(lbug_flat_tuple_get_value(&tuple, c, &value), "value");
+            if (lbug_value_is_null(&value))
+                continue;
+            switch (types[c]) {
+            case LBUG_STRING: {
+                char* text = nullptr;
+                check(lbug_value_get_string(&value, &text), "string");
+                lbug_destroy_string(text);
+                break;
+            }
+            case LBUG_DOUBLE: {
+                double number;
+                check(lbug_value_get_double(&value, &number), "double");
+                break;
+            }
+            case LBUG_BOOL: {
+                bool flag;
+                check(lbug_value_get_bool(&value, &flag), "bool");
+                break;
+            }
+            case LBUG_INTERNAL_ID: {
+                lbug_internal_id_t id;
+                check(lbug_value_get_internal_id(&value, &id), "internal id");
+                break;
+            }
+            default:
+                break;
+            }
+            ++values;
+        }
+    }
+    lbug_query_result_destroy(&result);
+    return values;
 }
 
-// The plain scan: the same queries as the store's load, every value and engine id read and dropped.
+// The property columns of a table, as the engine lists them.
+QStringList columnsOf(lbug_connection* connection, const QString& table) {
+    lbug_query_result result;
+    check(lbug_connection_query(
+              connection, QStringLiteral("CALL table_info('%1') RETURN name").arg(table).toUtf8().constData(),
+              &result),
+          "table_info");
+    QStringList names;
+    while (lbug_query_result_has_next(&result)) {
+        lbug_flat_tuple tuple;
+        check(lbug_query_result_get_next(&result, &tuple), "next");
+        lbug_value value;
+        check(lbug_flat_tuple_get_value(&tuple, 0, &value), "name");
+        char* text = nullptr;
+        check(lbug_value_get_string(&value, &text), "name");
+        names << QString::fromUtf8(text);
+        lbug_destroy_string(text);
+    }
+    lbug_query_result_destroy(&result);
+    return names;
+}
+
+// The plain scan: the same queries as the store's load, every value read and dropped.
 long plainScan(lbug_connection* connection, const QStringList& nodeTables, const QStringList& relTables) {
     long values = 0;
-    auto scan = [&](const QString& query, bool isNode) {
-        lbug_query_result result;
-        check(lbug_connection_query(connection, query.toUtf8().constData(), &result), "query");
-        ColumnInfo column;
-        while (lbug_query_result_has_next(&result)) {
-            lbug_flat_tuple tuple;
-            check(lbug_query_result_get_next(&result, &tuple), "next");
-            lbug_value record;
-            check(lbug_flat_tuple_get_value(&tuple, 0, &record), "record");
-            lbug_value id, other;
-            lbug_internal_id_t engineId;
-            if (isNode) {
-                check(lbug_node_val_get_id_val(&record, &id), "node id");
-                check(lbug_value_get_internal_id(&id, &engineId), "node id");
-            } else {
-                check(lbug_rel_val_get_src_id_val(&record, &id), "source");
-                check(lbug_value_get_internal_id(&id, &engineId), "source");
-                check(lbug_rel_val_get_dst_id_val(&record, &other), "target");
-                check(lbug_value_get_internal_id(&other, &engineId), "target");
-            }
-            values += readProperties(&record, isNode, column);
-        }
-        lbug_query_result_destroy(&result);
+    auto columns = [&](const QString& variable, const QString& table) {
+        QString list;
+        for (const QString& name : columnsOf(connection, table))
+            list += QStringLiteral(", %1.%2").arg(variable, name);
+        return list;
     };
     for (const QString& table : nodeTables)
-        scan(QStringLiteral("MATCH (n:%1) RETURN n").arg(table), true);
+        values += scanQuery(connection, QStringLiteral("MATCH (n:%1) RETURN id(n), label(n)").arg(table) +
+                                            columns(QStringLiteral("n"), table));
     for (const QString& table : relTables)
-        scan(QStringLiteral("MATCH ()-[r:%1]->() RETURN r").arg(table), false);
+        values += scanQuery(connection,
+                            QStringLiteral("MATCH (a)-[r:%1]->(b) RETURN id(a), id(b), label(r)").arg(table) +
+                                columns(QStringLiteral("r"), table));
     return values;
 }
 

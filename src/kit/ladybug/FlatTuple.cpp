@@ -60,21 +60,16 @@ lbug_data_type_id FlatTuple::typeAt(quint64 index, lbug_value& value) {
     return id;
 }
 
-bool FlatTuple::visitNode(quint64 index, QString& label, const PropertyVisitor& visit, LadybugIds* ids) {
+std::optional<LadybugInternalId> FlatTuple::getInternalId(quint64 index) {
     lbug_value value = rawValue(index);
-    if (value._value == nullptr || lbug_value_is_null(&value) || typeAt(index, value) != LBUG_NODE)
-        return false;
-    label = ladybug::visitNode(&value, &m_result->columnShape(index), visit, ids);
-    return true;
-}
-
-bool FlatTuple::visitRelationship(quint64 index, QString& label, const PropertyVisitor& visit,
-                                  LadybugIds* ids) {
-    lbug_value value = rawValue(index);
-    if (value._value == nullptr || lbug_value_is_null(&value) || typeAt(index, value) != LBUG_REL)
-        return false;
-    label = ladybug::visitRelationship(&value, &m_result->columnShape(index), visit, ids);
-    return true;
+    if (value._value == nullptr || lbug_value_is_null(&value) || typeAt(index, value) != LBUG_INTERNAL_ID)
+        return std::nullopt;
+    lbug_internal_id_t id{};
+    if (lbug_value_get_internal_id(&value, &id) != LbugSuccess)
+        throw LadybugError(LadybugError::Kind::GetValueFailed,
+                           QStringLiteral("Failed to get INTERNAL_ID value with status %1")
+                               .arg(static_cast<int>(LbugError)));
+    return LadybugInternalId{id.table_id, id.offset};
 }
 
 std::optional<QString> FlatTuple::getText(quint64 index) {

@@ -22,13 +22,10 @@ public:
 
     // The value of one column in native form; fails with LadybugError (getValueFailed).
     LadybugValue getValue(quint64 index);
-    // Reads the node or relationship of one column in place (see visitNode); false, with nothing
-    // visited, when the column holds null or another kind.
-    bool visitNode(quint64 index, QString& label, const PropertyVisitor& visit, LadybugIds* ids = nullptr);
-    bool visitRelationship(quint64 index, QString& label, const PropertyVisitor& visit,
-                           LadybugIds* ids = nullptr);
     // The text of a STRING column, read without wrapping; absent when null or of another kind.
     std::optional<QString> getText(quint64 index);
+    // The engine's id held by an INTERNAL_ID column; absent when null or of another kind.
+    std::optional<LadybugInternalId> getInternalId(quint64 index);
     // Every column's value, in order.
     LadybugList getAsArray();
     // The engine's value of one column, owned by the row: for callers that read it in place.

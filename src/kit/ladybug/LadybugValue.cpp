@@ -255,6 +255,11 @@ QString takeLabel(char* text, LadybugColumnShape* shape) {
     return shape->lastLabel;
 }
 
+// Sees one property of a node or relationship being read in place: its position among the fields, its
+// name, the engine's value (valid only during the call) and its type (LBUG_ANY when not known).
+using PropertyVisitor =
+    std::function<void(qsizetype position, const QString& name, lbug_value* value, lbug_data_type_id type)>;
+
 using PropertyCount = lbug_state (*)(lbug_value*, uint64_t*);
 using PropertyName = lbug_state (*)(lbug_value*, uint64_t, char**);
 using PropertyValue = lbug_state (*)(lbug_value*, uint64_t, lbug_value*);
@@ -304,11 +309,9 @@ LadybugFields readProperties(lbug_value* value, LadybugColumnShape* shape, Prope
     return properties;
 }
 
-// The label of a node or relationship; with a shape of one label, read on the first row only.
+// The label of a node or relationship.
 template <typename LabelOf>
 QString readLabel(lbug_value* value, LadybugColumnShape* shape, LabelOf labelOf, const char* type) {
-    if (shape && shape->oneLabel && shape->known)
-        return shape->lastLabel;
     lbug_value label;
     check(labelOf(value, &label), type);
     char* text = nullptr;
@@ -318,11 +321,9 @@ QString readLabel(lbug_value* value, LadybugColumnShape* shape, LabelOf labelOf,
 
 LadybugNode readNode(lbug_value* value, LadybugColumnShape* shape) {
     LadybugNode node;
-    if (!shape || !shape->withoutIds) {
-        lbug_value id;
-        check(lbug_node_val_get_id_val(value, &id), "NODE");
-        node.id = readId(&id);
-    }
+    lbug_value id;
+    check(lbug_node_val_get_id_val(value, &id), "NODE");
+    node.id = readId(&id);
     node.label = readLabel(value, shape, lbug_node_val_get_label_val, "NODE");
     node.properties =
         readProperties(value, shape, lbug_node_val_get_property_size, lbug_node_val_get_property_name_at,
@@ -332,15 +333,13 @@ LadybugNode readNode(lbug_value* value, LadybugColumnShape* shape) {
 
 LadybugRelationship readRel(lbug_value* value, LadybugColumnShape* shape) {
     LadybugRelationship rel;
-    if (!shape || !shape->withoutIds) {
-        lbug_value id, source, target;
-        check(lbug_rel_val_get_id_val(value, &id), "REL");
-        rel.id = readId(&id);
-        check(lbug_rel_val_get_src_id_val(value, &source), "REL");
-        rel.sourceId = readId(&source);
-        check(lbug_rel_val_get_dst_id_val(value, &target), "REL");
-        rel.targetId = readId(&target);
-    }
+    lbug_value id, source, target;
+    check(lbug_rel_val_get_id_val(value, &id), "REL");
+    rel.id = readId(&id);
+    check(lbug_rel_val_get_src_id_val(value, &source), "REL");
+    rel.sourceId = readId(&source);
+    check(lbug_rel_val_get_dst_id_val(value, &target), "REL");
+    rel.targetId = readId(&target);
     rel.label = readLabel(value, shape, lbug_rel_val_get_label_val, "REL");
     rel.properties =
         readProperties(value, shape, lbug_rel_val_get_property_size, lbug_rel_val_get_property_name_at,
@@ -380,34 +379,6 @@ QString plainText(lbug_value* value) {
 }
 
 } // namespace
-
-QString visitNode(lbug_value* value, LadybugColumnShape* shape, const PropertyVisitor& visit,
-                  LadybugIds* ids) {
-    if (ids) {
-        lbug_value id;
-        check(lbug_node_val_get_id_val(value, &id), "NODE");
-        ids->id = readId(&id);
-    }
-    QString label = readLabel(value, shape, lbug_node_val_get_label_val, "NODE");
-    visitProperties(value, shape, lbug_node_val_get_property_size, lbug_node_val_get_property_name_at,
-                    lbug_node_val_get_property_value_at, "NODE", visit);
-    return label;
-}
-
-QString visitRelationship(lbug_value* value, LadybugColumnShape* shape, const PropertyVisitor& visit,
-                          LadybugIds* ids) {
-    if (ids) {
-        lbug_value source, target;
-        check(lbug_rel_val_get_src_id_val(value, &source), "REL");
-        ids->source = readId(&source);
-        check(lbug_rel_val_get_dst_id_val(value, &target), "REL");
-        ids->target = readId(&target);
-    }
-    QString label = readLabel(value, shape, lbug_rel_val_get_label_val, "REL");
-    visitProperties(value, shape, lbug_rel_val_get_property_size, lbug_rel_val_get_property_name_at,
-                    lbug_rel_val_get_property_value_at, "REL", visit);
-    return label;
-}
 
 std::optional<ScalarValue> readScalar(lbug_value* value, lbug_data_type_id type) {
     if (value == nullptr || value->_value == nullptr || lbug_value_is_null(value))

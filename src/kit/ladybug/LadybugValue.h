@@ -149,11 +149,6 @@ struct LadybugRecursiveRelationship {
 // What the nodes or relationships of one result column share: their property names and types, learnt
 // from the first row, and the last label read.
 struct LadybugColumnShape {
-    // Set by a caller that knows more than the rows tell: every row has the first row's label (a query
-    // of one table), or nobody needs the engine's internal ids (they stay zero).
-    bool oneLabel = false;
-    bool withoutIds = false;
-
     bool known = false;
     QList<QString> names;
     std::vector<lbug_data_type_id> types;
@@ -167,25 +162,6 @@ struct LadybugColumnShape {
 // belongs to the value's column and spares asking each row for the same names and types.
 LadybugValue readValue(lbug_value* value, lbug_data_type_id knownType = LBUG_ANY,
                        LadybugColumnShape* shape = nullptr);
-
-// Sees one property of a node or relationship being read in place: its position among the fields, its
-// name, the engine's value (valid only during the call) and its type (LBUG_ANY when not known).
-using PropertyVisitor =
-    std::function<void(qsizetype position, const QString& name, lbug_value* value, lbug_data_type_id type)>;
-
-// The engine's ids of a node or relationship read in place: a node's own, a relationship's two ends.
-struct LadybugIds {
-    LadybugInternalId id;
-    LadybugInternalId source;
-    LadybugInternalId target;
-};
-
-// Reads a non-null NODE or REL in place, for callers that build records of their own: returns the label
-// and hands each property to `visit`. The engine's ids are read only into `ids`, when given.
-QString visitNode(lbug_value* value, LadybugColumnShape* shape, const PropertyVisitor& visit,
-                  LadybugIds* ids = nullptr);
-QString visitRelationship(lbug_value* value, LadybugColumnShape* shape, const PropertyVisitor& visit,
-                          LadybugIds* ids = nullptr);
 
 // The common plain kinds read straight from the engine: null, text, double, bool, 64-bit integer.
 using ScalarValue = std::variant<std::monostate, QString, double, bool, qint64>;

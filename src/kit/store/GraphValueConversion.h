@@ -41,7 +41,7 @@ GraphValue toGraphValue(const ladybug::LadybugValue& value, const NodeIds& ids =
 // An engine value read in place as a graph value, by the same rules as toGraphValue.
 GraphValue fromEngine(lbug_value* value, lbug_data_type_id type);
 
-// Builds the id and properties of the records of one result column read in place (ladybug::visitNode),
+// Builds the id and properties of records whose properties are read in place, one engine value each,
 // by the rule of `properties`: the "id" property's text is the id, the engine's own "_" keys are left
 // out. The order of the kept keys is learnt once, so each row's map is filled in key order.
 class RecordReader {

@@ -444,35 +444,55 @@ template <typename Record> QList<Record> joined(QList<QList<Record>>& parts) {
     return all;
 }
 
-// Reads the records of each table in turn with `pattern` (the table's name for %1), whose column
-// `column` holds the node or relationship. `readRow` makes the record of one row, or nothing.
+// The property columns of a table, in the engine's order.
+QStringList propertyColumns(Connection& connection, const QString& table) {
+    QStringList names;
+    auto result = connection.query(QStringLiteral("CALL table_info('%1') RETURN name").arg(table));
+    while (auto row = result->getNext()) {
+        if (auto name = row->getText(0)) {
+            requireName(*name);
+            names << *name;
+        }
+    }
+    return names;
+}
+
+// Reads the records of each table in turn. The properties are asked for as columns of their own: a whole
+// node or relationship as one value costs the engine far more to hand over. `head` gives the leading
+// columns for a table (its name for %1); they end with the record's label, which is read on a table's first
+// row only, since every row of one table bears it. `readRow` makes a record from a row and the reader that
+// holds its id and properties, or nothing.
 template <typename Record, typename ReadRow>
-QList<Record> readTables(ladybug::Connection& connection, const QStringList& labels, const QString& pattern,
-                         quint64 column, ReadRow readRow) {
+QList<Record> readTables(Connection& connection, const QStringList& tables, const QString& head,
+                         const QString& variable, ReadRow readRow) {
+    const auto lead = static_cast<quint64>(head.count(QLatin1Char(',')) + 1);
     QList<QList<Record>> parts;
-    for (const auto& label : labels) {
-        requireName(label);
-        auto result = connection.query(pattern.arg(label));
+    for (const auto& table : tables) {
+        requireName(table);
+        const QStringList names = propertyColumns(connection, table);
+        QString query = head.arg(table);
+        for (const QString& name : names)
+            query += QStringLiteral(", %1.%2").arg(variable, name);
+        auto result = connection.query(query);
         QList<Record>& records = parts.emplace_back();
         records.reserve(static_cast<qsizetype>(result->getRowCount()));
-        // One table: one label, and the engine's own ids are not part of a record.
-        result->columnShape(column).oneLabel = true;
-        result->columnShape(column).withoutIds = true;
+        const std::vector<lbug_data_type_id> types = result->getColumnTypes();
         conversion::RecordReader reader;
-        const ladybug::PropertyVisitor add = [&](qsizetype position, const QString& name, lbug_value* value,
-                                                 lbug_data_type_id type) {
-            reader.add(position, name, value, type);
-        };
-        while (auto row = result->getNext())
-            if (auto record = readRow(*row, reader, add))
+        std::optional<QString> label;
+        while (auto row = result->getNext()) {
+            if (!label)
+                label = row->getText(lead - 1).value_or(table);
+            for (qsizetype i = 0; i < names.size(); ++i) {
+                const quint64 column = lead + static_cast<quint64>(i);
+                lbug_value value = row->rawValue(column);
+                reader.add(i, names[i], &value, column < types.size() ? types[column] : LBUG_ANY);
+            }
+            if (auto record = readRow(*row, *label, reader))
                 records.append(std::move(*record));
+        }
     }
     return joined(parts);
 }
-
-} // namespace
-
-namespace {
 
 // Node ids by the engine's own id of each node: its table, then its offset in the table.
 class IdsByEngine {
@@ -496,39 +516,35 @@ private:
 };
 
 // The nodes of each table; with `ids`, each node's id is noted there by its engine id.
-QList<NodeRecord> readNodes(Connection& connection, const QStringList& labels, IdsByEngine* ids) {
-    QString label;
-    LadybugIds engine;
-    return readTables<NodeRecord>(connection, labels, QStringLiteral("MATCH (n:%1) RETURN n"), 0,
-                                  [&](FlatTuple& row, conversion::RecordReader& reader,
-                                      const PropertyVisitor& add) -> std::optional<NodeRecord> {
-                                      const bool isNode =
-                                          row.visitNode(0, label, add, ids ? &engine : nullptr);
+QList<NodeRecord> readNodes(Connection& connection, const QStringList& tables, IdsByEngine* ids) {
+    return readTables<NodeRecord>(connection, tables, QStringLiteral("MATCH (n:%1) RETURN id(n), label(n)"),
+                                  QStringLiteral("n"),
+                                  [&](FlatTuple& row, const QString& label,
+                                      conversion::RecordReader& reader) -> std::optional<NodeRecord> {
                                       auto id = reader.takeId();
                                       auto properties = reader.takeProperties();
-                                      if (!isNode || !id)
+                                      if (!id)
                                           return std::nullopt;
-                                      if (ids)
-                                          ids->put(engine.id, *id);
+                                      if (ids) {
+                                          if (auto engine = row.getInternalId(0))
+                                              ids->put(*engine, *id);
+                                      }
                                       return NodeRecord{std::move(*id), label, std::move(properties)};
                                   });
 }
 
 // The relationships of each table with the texts of their ends, which the engine joins in.
-QList<RelRecord> readRelsWithEnds(Connection& connection, const QStringList& labels) {
-    QString label;
+QList<RelRecord> readRelsWithEnds(Connection& connection, const QStringList& tables) {
     return readTables<RelRecord>(
-        connection, labels, QStringLiteral("MATCH (a)-[r:%1]->(b) RETURN a.id, b.id, r"), 2,
-        [&](FlatTuple& row, conversion::RecordReader& reader,
-            const PropertyVisitor& add) -> std::optional<RelRecord> {
-            auto from = row.getText(0);
-            auto to = row.getText(1);
-            if (!from || !to)
-                return std::nullopt;
-            const bool isRel = row.visitRelationship(2, label, add);
+        connection, tables, QStringLiteral("MATCH (a)-[r:%1]->(b) RETURN a.id, b.id, label(r)"),
+        QStringLiteral("r"),
+        [&](FlatTuple& row, const QString& label,
+            conversion::RecordReader& reader) -> std::optional<RelRecord> {
             auto id = reader.takeId();
             auto properties = reader.takeProperties();
-            if (!isRel || !id)
+            auto from = row.getText(0);
+            auto to = row.getText(1);
+            if (!id || !from || !to)
                 return std::nullopt;
             return RelRecord{std::move(*id), label, std::move(*from), std::move(*to), std::move(properties)};
         });
@@ -536,23 +552,23 @@ QList<RelRecord> readRelsWithEnds(Connection& connection, const QStringList& lab
 
 // The relationships of each table with their ends found in `ids`, so that they share the nodes' texts. A
 // table with an end that `ids` lacks is read again with the texts from the engine.
-QList<RelRecord> readRelsByEngine(Connection& connection, const QStringList& labels, const IdsByEngine& ids) {
+QList<RelRecord> readRelsByEngine(Connection& connection, const QStringList& tables, const IdsByEngine& ids) {
     QList<QList<RelRecord>> parts;
-    for (const QString& table : labels) {
-        QString label;
-        LadybugIds engine;
+    for (const QString& table : tables) {
         bool unknownEnd = false;
         parts.append(readTables<RelRecord>(
-            connection, {table}, QStringLiteral("MATCH ()-[r:%1]->() RETURN r"), 0,
-            [&](FlatTuple& row, conversion::RecordReader& reader,
-                const PropertyVisitor& add) -> std::optional<RelRecord> {
-                const bool isRel = row.visitRelationship(0, label, add, &engine);
+            connection, {table}, QStringLiteral("MATCH (a)-[r:%1]->(b) RETURN id(a), id(b), label(r)"),
+            QStringLiteral("r"),
+            [&](FlatTuple& row, const QString& label,
+                conversion::RecordReader& reader) -> std::optional<RelRecord> {
                 auto id = reader.takeId();
                 auto properties = reader.takeProperties();
-                if (!isRel || !id)
+                if (!id)
                     return std::nullopt;
-                const QString* from = ids.find(engine.source);
-                const QString* to = ids.find(engine.target);
+                const auto source = row.getInternalId(0);
+                const auto target = row.getInternalId(1);
+                const QString* from = source ? ids.find(*source) : nullptr;
+                const QString* to = target ? ids.find(*target) : nullptr;
                 if (!from || !to) {
                     unknownEnd = true;
                     return std::nullopt;
