@@ -471,8 +471,9 @@ QList<Record> readTables(Connection& connection, const QStringList& tables, cons
         requireName(table);
         const QStringList names = propertyColumns(connection, table);
         QString query = head.arg(table);
+        // Quoted, so that a column named like a keyword still reads as a column.
         for (const QString& name : names)
-            query += QStringLiteral(", %1.%2").arg(variable, name);
+            query += QStringLiteral(", %1.`%2`").arg(variable, name);
         auto result = connection.query(query);
         QList<Record>& records = parts.emplace_back();
         records.reserve(static_cast<qsizetype>(result->getRowCount()));
