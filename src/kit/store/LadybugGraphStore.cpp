@@ -457,23 +457,31 @@ QStringList propertyColumns(Connection& connection, const QString& table) {
     return names;
 }
 
+// How one table is read: `pattern` matches its records as `variable` (the table's name for %1), and
+// `leading` are the columns asked for before the properties, the last of them the record's label.
+struct TableRead {
+    QString pattern;
+    QString variable;
+    QStringList leading;
+};
+
 // Reads the records of each table in turn. The properties are asked for as columns of their own: a whole
-// node or relationship as one value costs the engine far more to hand over. `head` gives the leading
-// columns for a table (its name for %1); they end with the record's label, which is read on a table's first
-// row only, since every row of one table bears it. `readRow` makes a record from a row and the reader that
-// holds its id and properties, or nothing.
+// node or relationship as one value costs the engine far more to hand over. The label is read on a
+// table's first row only, since every row of one table bears it. `readRow` makes a record from a row and
+// the reader that holds its id and properties, or nothing.
 template <typename Record, typename ReadRow>
-QList<Record> readTables(Connection& connection, const QStringList& tables, const QString& head,
-                         const QString& variable, ReadRow readRow) {
-    const auto lead = static_cast<quint64>(head.count(QLatin1Char(',')) + 1);
+QList<Record> readTables(Connection& connection, const QStringList& tables, const TableRead& read,
+                         ReadRow readRow) {
+    const auto lead = static_cast<quint64>(read.leading.size());
     QList<QList<Record>> parts;
     for (const auto& table : tables) {
         requireName(table);
         const QStringList names = propertyColumns(connection, table);
-        QString query = head.arg(table);
+        QString query =
+            read.pattern.arg(table) + QStringLiteral(" RETURN ") + read.leading.join(QStringLiteral(", "));
         // Quoted, so that a column named like a keyword still reads as a column.
         for (const QString& name : names)
-            query += QStringLiteral(", %1.`%2`").arg(variable, name);
+            query += QStringLiteral(", %1.`%2`").arg(read.variable, name);
         auto result = connection.query(query);
         QList<Record>& records = parts.emplace_back();
         records.reserve(static_cast<qsizetype>(result->getRowCount()));
@@ -518,8 +526,10 @@ private:
 
 // The nodes of each table; with `ids`, each node's id is noted there by its engine id.
 QList<NodeRecord> readNodes(Connection& connection, const QStringList& tables, IdsByEngine* ids) {
-    return readTables<NodeRecord>(connection, tables, QStringLiteral("MATCH (n:%1) RETURN id(n), label(n)"),
-                                  QStringLiteral("n"),
+    return readTables<NodeRecord>(connection, tables,
+                                  TableRead{QStringLiteral("MATCH (n:%1)"),
+                                            QStringLiteral("n"),
+                                            {QStringLiteral("id(n)"), QStringLiteral("label(n)")}},
                                   [&](FlatTuple& row, const QString& label,
                                       conversion::RecordReader& reader) -> std::optional<NodeRecord> {
                                       auto id = reader.takeId();
@@ -537,8 +547,10 @@ QList<NodeRecord> readNodes(Connection& connection, const QStringList& tables, I
 // The relationships of each table with the texts of their ends, which the engine joins in.
 QList<RelRecord> readRelsWithEnds(Connection& connection, const QStringList& tables) {
     return readTables<RelRecord>(
-        connection, tables, QStringLiteral("MATCH (a)-[r:%1]->(b) RETURN a.id, b.id, label(r)"),
-        QStringLiteral("r"),
+        connection, tables,
+        TableRead{QStringLiteral("MATCH (a)-[r:%1]->(b)"),
+                  QStringLiteral("r"),
+                  {QStringLiteral("a.id"), QStringLiteral("b.id"), QStringLiteral("label(r)")}},
         [&](FlatTuple& row, const QString& label,
             conversion::RecordReader& reader) -> std::optional<RelRecord> {
             auto id = reader.takeId();
@@ -558,8 +570,10 @@ QList<RelRecord> readRelsByEngine(Connection& connection, const QStringList& tab
     for (const QString& table : tables) {
         bool unknownEnd = false;
         parts.append(readTables<RelRecord>(
-            connection, {table}, QStringLiteral("MATCH (a)-[r:%1]->(b) RETURN id(a), id(b), label(r)"),
-            QStringLiteral("r"),
+            connection, {table},
+            TableRead{QStringLiteral("MATCH (a)-[r:%1]->(b)"),
+                      QStringLiteral("r"),
+                      {QStringLiteral("id(a)"), QStringLiteral("id(b)"), QStringLiteral("label(r)")}},
             [&](FlatTuple& row, const QString& label,
                 conversion::RecordReader& reader) -> std::optional<RelRecord> {
                 auto id = reader.takeId();
