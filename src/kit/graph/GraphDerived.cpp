@@ -87,7 +87,9 @@ Maps of(const QHash<QString, NodeRecord>& nodes, const QHash<QString, RelRecord>
         ids.push_back(&it.key());
     }
     auto numberOf = [&](const QString& end) {
-        if (int number = byAddress.find(end.constData()); number >= 0)
+        // Same characters at the same address, of the same length: the same text.
+        if (int number = byAddress.find(end.constData());
+            number >= 0 && ids[static_cast<size_t>(number)]->size() == end.size())
             return number;
         if (auto node = nodes.constFind(end); node != nodes.cend())
             return byAddress.find(node.key().constData());

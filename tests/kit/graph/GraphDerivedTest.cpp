@@ -48,6 +48,16 @@ TEST(GraphDerived, EndsCountWhetherTheyShareTheirNodesTextOrNot) {
     EXPECT_EQ(maps.relCounts, (QHash<QString, int>{{"KNOWS", 3}, {"WROTE", 2}}));
     EXPECT_EQ(maps.typeCounts, (QHash<QString, int>{{"Person", 4}, {"Book", 1}}));
 
+    // A shorter text over the same characters is another id.
+    static const QChar letters[] = {QLatin1Char('X'), QLatin1Char('Y')};
+    QHash<QString, NodeRecord> raw;
+    raw.insert(QString::fromRawData(letters, 2), NodeRecord{"XY", "Person", {}});
+    raw.insert("X", NodeRecord{"X", "Person", {}});
+    QHash<QString, RelRecord> prefix;
+    prefix.insert("p", RelRecord{"p", "KNOWS", QString::fromRawData(letters, 1), "X", {}});
+    GraphDerived::Maps shared = GraphDerived::of(raw, prefix);
+    EXPECT_EQ(shared.degrees, (QHash<QString, int>{{"X", 2}}));
+
     GraphDerived::Maps none = GraphDerived::of({}, {});
     EXPECT_TRUE(none.degrees.isEmpty() && none.adjacency.isEmpty() && none.relCounts.isEmpty() &&
                 none.typeCounts.isEmpty());
