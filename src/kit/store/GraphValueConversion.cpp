@@ -24,29 +24,16 @@ std::optional<QString> textId(const LadybugFields& fields) {
     return std::nullopt;
 }
 
-void learnNode(const LadybugNode& node, NodeIds& known) {
-    if (auto id = textId(node.properties))
-        known.insert(node.id, *id);
+// Records keep every property but "id" (their id) and the engine's own keys, which begin with "_".
+bool keptKey(const QString& key) {
+    return key != idKey && !key.startsWith(QLatin1Char('_'));
 }
 
-GraphValue nodeValue(const LadybugNode& node) {
-    if (auto record = nodeRecord(node))
-        return GraphValue::node(*record);
-    return GraphValue::string(LadybugValue::node(node).description());
-}
-
-GraphValue relValue(const LadybugRelationship& rel, const NodeIds& ids) {
-    if (auto record = relRecord(rel, ids.value(rel.sourceId), ids.value(rel.targetId)))
-        return GraphValue::relationship(*record);
-    return GraphValue::string(LadybugValue::relationship(rel).description());
-}
-
-} // namespace
-
+// Every kept property, each converted; nulls stay as null.
 PropertyMap properties(const LadybugFields& fields) {
     PropertyMap result;
     for (const auto& [key, value] : fields) {
-        if (key == idKey || key.startsWith(QLatin1Char('_')))
+        if (!keptKey(key))
             continue;
         result.insert(key, toGraphValue(value));
     }
@@ -66,6 +53,25 @@ std::optional<RelRecord> relRecord(const LadybugRelationship& rel, const QString
         return std::nullopt;
     return RelRecord{*id, rel.label, from, to, properties(rel.properties)};
 }
+
+void learnNode(const LadybugNode& node, NodeIds& known) {
+    if (auto id = textId(node.properties))
+        known.insert(node.id, *id);
+}
+
+GraphValue nodeValue(const LadybugNode& node) {
+    if (auto record = nodeRecord(node))
+        return GraphValue::node(*record);
+    return GraphValue::string(LadybugValue::node(node).description());
+}
+
+GraphValue relValue(const LadybugRelationship& rel, const NodeIds& ids) {
+    if (auto record = relRecord(rel, ids.value(rel.sourceId), ids.value(rel.targetId)))
+        return GraphValue::relationship(*record);
+    return GraphValue::string(LadybugValue::relationship(rel).description());
+}
+
+} // namespace
 
 void collectNodeIds(const LadybugValue& value, NodeIds& known, QSet<LadybugInternalId>& wanted) {
     if (auto node = value.asNode()) {
@@ -191,7 +197,7 @@ void RecordReader::add(qsizetype position, const QString& name, lbug_value* valu
             m_names.resize(at + 1);
         }
         m_names[at] = name;
-        m_roles[at] = name == idKey ? Role::Id : name.startsWith(QLatin1Char('_')) ? Role::Skip : Role::Keep;
+        m_roles[at] = name == idKey ? Role::Id : keptKey(name) ? Role::Keep : Role::Skip;
     }
     switch (m_roles[at]) {
     case Role::Id: {

@@ -16,16 +16,6 @@ namespace corvantis::GraphValueConversion {
 // names its ends only by internal id.
 using NodeIds = QHash<ladybug::LadybugInternalId, QString>;
 
-// The node's record: the "id" property as text, the label, and `properties`; absent when the node has
-// no text id.
-std::optional<NodeRecord> nodeRecord(const ladybug::LadybugNode& node);
-// The relationship's record with the given ends; absent when it has no text id.
-std::optional<RelRecord> relRecord(const ladybug::LadybugRelationship& rel, const QString& from,
-                                   const QString& to);
-// Every property but "id" and the engine's own keys (those that begin with "_"), each converted; nulls
-// stay as null.
-PropertyMap properties(const ladybug::LadybugFields& fields);
-
 // Walks a value for the node ids that it tells (`known`) and for the relationship ends that it names
 // by internal id only (`wanted`).
 void collectNodeIds(const ladybug::LadybugValue& value, NodeIds& known,
@@ -42,7 +32,7 @@ GraphValue toGraphValue(const ladybug::LadybugValue& value, const NodeIds& ids =
 GraphValue fromEngine(lbug_value* value, lbug_data_type_id type);
 
 // Builds the id and properties of records whose properties are read in place, one engine value each,
-// by the rule of `properties`: the "id" property's text is the id, the engine's own "_" keys are left
+// by the rule of every record: the "id" property's text is the id, the engine's own "_" keys are left
 // out. The order of the kept keys is learnt once, so each row's map is filled in key order.
 class RecordReader {
 public:
