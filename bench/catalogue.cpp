@@ -1,8 +1,8 @@
 // The model menus ask for the ChatGPT catalogue on every redraw, and every Ask text passes the guard
 // and the loose matching: these should cost microseconds.
-#include "ai/CodexModels.h"
-#include "query/CypherGuard.h"
-#include "query/LooseQuery.h"
+#include "kit/ai/CodexModels.h"
+#include "kit/query/CypherGuard.h"
+#include "kit/query/LooseQuery.h"
 
 #include <QByteArray>
 #include <QFile>

@@ -6,7 +6,7 @@
 // Both sides read the same files, start from alpha 1 and tick with the same parameters. Each size warms up
 // for a few ticks, then times every tick on its own; the median of those is printed.
 
-#include "layout/ForceLayout.h"
+#include "kit/layout/ForceLayout.h"
 
 #include <QCoreApplication>
 #include <QFile>

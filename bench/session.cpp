@@ -1,11 +1,11 @@
 // The open project's costs on a real database: opening (every record loaded into memory), one edit of a
 // node, a shape edit that migrates and reloads the graph, and a deletion with its undo.
-#include "graph/ProjectSession.h"
-#include "schema/Identifier.h"
-#include "store/DDLBuilder.h"
-#include "store/LadybugGraphStore.h"
-#include "support/Json.h"
-#include "undo/UndoStack.h"
+#include "app/graph/ProjectSession.h"
+#include "app/undo/UndoStack.h"
+#include "kit/schema/Identifier.h"
+#include "kit/store/DDLBuilder.h"
+#include "kit/store/LadybugGraphStore.h"
+#include "kit/support/Json.h"
 
 #include <QCoreApplication>
 #include <QTemporaryDir>

@@ -11,10 +11,10 @@
 // time with the engine's buffer pool cold (the operating system's file cache warm), then again.
 // --only runs one contender once in this process and prints its figures on one line (also for
 // profiling). Medians over the runs are printed, of the wall clock and of the processor time.
-#include "graph/ProjectSession.h"
-#include "projects/ProjectLibrary.h"
-#include "store/DDLBuilder.h"
-#include "store/LadybugGraphStore.h"
+#include "app/graph/ProjectSession.h"
+#include "kit/projects/ProjectLibrary.h"
+#include "kit/store/DDLBuilder.h"
+#include "kit/store/LadybugGraphStore.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>

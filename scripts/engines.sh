@@ -4,7 +4,8 @@
 #   scripts/engines.sh            build what is missing, then print "LBUG_DIR=..." and "LLAMA_DIR=..."
 #
 # The cache folder is $CORVANTIS_DEPS_DIR, else ${XDG_CACHE_HOME:-~/.cache}/corvantis/deps. Each engine
-# lands in a folder named for its version and the compiler, and counts as built only once its
+# lands in a folder named for its version, the compiler and a digest of its build flags (a change of
+# flags builds a new copy instead of reusing one made differently), and counts as built only once its
 # ".complete" stamp exists, so an interrupted build is simply started again.
 set -euo pipefail
 
@@ -17,8 +18,22 @@ LLAMA_TAG=v0.5.0
 jobs=$(nproc 2>/dev/null || echo 2)
 cache=${CORVANTIS_DEPS_DIR:-${XDG_CACHE_HOME:-$HOME/.cache}/corvantis/deps}
 compiler="$(c++ -dumpmachine)-gcc$(c++ -dumpfullversion)"
-lbug_dir="$cache/lbug-$LBUG_VERSION-$compiler"
-llama_dir="$cache/llama-$LLAMA_TAG-$compiler"
+
+LBUG_FLAGS=(-DCMAKE_BUILD_TYPE=Release -DBUILD_SHELL=FALSE -DBUILD_TESTS=FALSE -DBUILD_BENCHMARK=FALSE
+  -DBUILD_EXTENSIONS="" -DBUILD_SINGLE_FILE_HEADER=FALSE -DAUTO_UPDATE_GRAMMAR=FALSE -DBUILD_EXAMPLES=FALSE
+  -DENABLE_BACKTRACES=FALSE)
+# ggml picks its CPU kernels when the program starts (one shared library per instruction-set level), so
+# neither the cache nor a program built on it ever runs an instruction the processor lacks.
+LLAMA_FLAGS=(-DCMAKE_BUILD_TYPE=Release -DBUILD_SHARED_LIBS=ON -DLLAMA_BUILD_TESTS=OFF
+  -DLLAMA_BUILD_EXAMPLES=OFF -DLLAMA_BUILD_SERVER=OFF -DLLAMA_BUILD_TOOLS=OFF -DLLAMA_CURL=OFF -DLLAMA_BUILD_COMMON=OFF
+  -DGGML_OPENMP=OFF -DGGML_NATIVE=OFF)
+if [ "$(uname -m)" = x86_64 ]; then LLAMA_FLAGS+=(-DGGML_BACKEND_DL=ON -DGGML_CPU_ALL_VARIANTS=ON); fi
+
+flags_key() { printf '%s\n' "$@" | sha256sum | cut -c1-10; }
+lbug_key="$LBUG_VERSION-$compiler-$(flags_key "${LBUG_FLAGS[@]}")"
+llama_key="$LLAMA_TAG-$compiler-$(flags_key "${LLAMA_FLAGS[@]}")"
+lbug_dir="$cache/lbug-$lbug_key"
+llama_dir="$cache/llama-$llama_key"
 mkdir -p "$cache"
 
 say() { echo "engines: $*" >&2; }
@@ -26,8 +41,13 @@ say() { echo "engines: $*" >&2; }
 # Fetches an npm package tarball into $2 and checks it against the pinned integrity hash.
 fetch_npm() {
   local package=$1 dest=$2 integrity=$3
-  local tgz
-  tgz=$(cd "$dest" && npm pack --silent "$package" 2>/dev/null | tail -n 1)
+  local tgz err=$dest/npm-pack.err
+  if ! tgz=$(cd "$dest" && npm pack --silent "$package" 2>"$err" | tail -n 1) || [ ! -f "$dest/$tgz" ]; then
+    say "could not download $package from the npm registry:"
+    sed 's/^/engines:   /' "$err" >&2
+    exit 1
+  fi
+  rm -f "$err"
   local algo=${integrity%%-*} want=${integrity#*-}
   local got
   got=$(openssl dgst "-$algo" -binary "$dest/$tgz" | base64 -w0)
@@ -42,7 +62,7 @@ fetch_npm() {
 # The work folder of an engine build is fixed, so that a build that was interrupted (a closed terminal,
 # a session that ended) goes on where it stopped instead of starting again.
 build_lbug() {
-  local work="$cache/.work-lbug-$LBUG_VERSION-$compiler"
+  local work="$cache/.work-lbug-$lbug_key"
   mkdir -p "$work"
   say "building LadybugDB $LBUG_VERSION into $lbug_dir (about 40 minutes on two cores, once)"
   local src=$work/package/lbug-source log=$work/build.log
@@ -52,10 +72,8 @@ build_lbug() {
     rm -f "$tgz"
     touch "$src/.extracted"
   fi
-  [ -f "$work/build/build.ninja" ] || cmake -S "$src" -B "$work/build" -G Ninja -DCMAKE_BUILD_TYPE=Release \
-    -DBUILD_SHELL=FALSE -DBUILD_TESTS=FALSE -DBUILD_BENCHMARK=FALSE -DBUILD_EXTENSIONS="" \
-    -DBUILD_SINGLE_FILE_HEADER=FALSE -DAUTO_UPDATE_GRAMMAR=FALSE -DBUILD_EXAMPLES=FALSE \
-    -DENABLE_BACKTRACES=FALSE >"$log" 2>&1 || { tail -n 40 "$log" >&2; exit 1; }
+  [ -f "$work/build/build.ninja" ] || cmake -S "$src" -B "$work/build" -G Ninja "${LBUG_FLAGS[@]}" \
+    >"$log" 2>&1 || { tail -n 40 "$log" >&2; exit 1; }
   if ! ( set -o pipefail; cmake --build "$work/build" --target lbug_shared -j "$jobs" 2>&1 | tee -a "$log" | progress ); then
     tail -n 60 "$log" >&2; say "the LadybugDB build failed; its log is $log"; exit 1
   fi
@@ -67,7 +85,7 @@ build_lbug() {
 }
 
 build_llama() {
-  local work="$cache/.work-llama-$LLAMA_TAG-$compiler"
+  local work="$cache/.work-llama-$llama_key"
   mkdir -p "$work"
   say "building llama.cpp $LLAMA_TAG into $llama_dir (a few minutes, once)"
   if [ ! -f "$work/src/.cloned" ]; then
@@ -79,14 +97,10 @@ build_llama() {
     touch "$work/src/.cloned"
   fi
   local log=$work/build.log
-  # x86-64-v3 rather than -march=native: the cache may outlive the exact processor it was built on.
-  local cpu=()
-  if [ "$(uname -m)" = x86_64 ]; then cpu=(-DGGML_NATIVE=OFF -DGGML_AVX=ON -DGGML_AVX2=ON -DGGML_FMA=ON -DGGML_F16C=ON); fi
-  [ -f "$work/build/build.ninja" ] || cmake -S "$work/src" -B "$work/build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DBUILD_SHARED_LIBS=ON \
-    -DLLAMA_BUILD_TESTS=OFF -DLLAMA_BUILD_EXAMPLES=OFF -DLLAMA_BUILD_SERVER=OFF -DLLAMA_BUILD_TOOLS=OFF \
-    -DLLAMA_CURL=OFF -DGGML_OPENMP=OFF \
-    "${cpu[@]}" >"$log" 2>&1 || { tail -n 40 "$log" >&2; exit 1; }
-  if ! ( set -o pipefail; cmake --build "$work/build" --target llama -j "$jobs" 2>&1 | tee -a "$log" | progress ); then
+  [ -f "$work/build/build.ninja" ] || cmake -S "$work/src" -B "$work/build" -G Ninja "${LLAMA_FLAGS[@]}" \
+    >"$log" 2>&1 || { tail -n 40 "$log" >&2; exit 1; }
+  # "all" rather than the llama target: with run-time dispatch the CPU kernels are modules of their own.
+  if ! ( set -o pipefail; cmake --build "$work/build" -j "$jobs" 2>&1 | tee -a "$log" | progress ); then
     tail -n 60 "$log" >&2; say "the llama.cpp build failed; its log is $log"; exit 1
   fi
   rm -rf "$llama_dir"; mkdir -p "$llama_dir/lib" "$llama_dir/include"

@@ -1,8 +1,8 @@
-#include "app/AppDelegate.h"
-#include "app/AppModel.h"
-#include "design/Theme.h"
-#include "shell/MainWindow.h"
-#include "shell/UnixSignals.h"
+#include "app/app/AppDelegate.h"
+#include "app/app/AppModel.h"
+#include "ui/design/Theme.h"
+#include "ui/shell/MainWindow.h"
+#include "ui/shell/UnixSignals.h"
 
 #include <QApplication>
 

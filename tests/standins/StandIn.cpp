@@ -1,4 +1,4 @@
-#include "StandIn.h"
+#include "tests/standins/StandIn.h"
 
 #include <QDir>
 #include <QFile>

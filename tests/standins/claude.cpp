@@ -1,6 +1,6 @@
 // A stand-in for the `claude` command: checks what our transport hands it and replays Claude Code's
 // stream-json output for the scenario a test chose.
-#include "StandIn.h"
+#include "tests/standins/StandIn.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,6 +1,6 @@
 // A stand-in for the `codex` command: checks what our transport hands it (arguments, the prompt on
 // standard input, the schema and pictures in its folder) and replays `codex exec --json` events.
-#include "StandIn.h"
+#include "tests/standins/StandIn.h"
 
 #include <QDir>
 #include <QFile>

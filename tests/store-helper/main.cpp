@@ -7,8 +7,8 @@
 //       drop it prints "stopped" and waits to be killed. Prints "done" if the step never comes.
 //
 // Every failure prints "error: {message}" and exits with 1.
-#include "store/GraphStoreError.h"
-#include "store/LadybugGraphStore.h"
+#include "kit/store/GraphStoreError.h"
+#include "kit/store/LadybugGraphStore.h"
 
 #include <QCoreApplication>
 #include <QStringList>

@@ -2,7 +2,7 @@
 
 // A home folder of our own for the command-line tools: the stand-in `claude` and `codex` linked into
 // ~/.local/bin, a log of everything the stand-ins were handed, and the scenario they are to play.
-#include "ai/AICommandLine.h"
+#include "kit/ai/AICommandLine.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,7 +1,7 @@
-#include "ai/AIClients.h"
+#include "app/ai/AIClients.h"
 
-#include "ai/ClaudeCodeTransport.h"
-#include "ai/CodexTransport.h"
+#include "kit/ai/ClaudeCodeTransport.h"
+#include "kit/ai/CodexTransport.h"
 
 #include <QCoreApplication>
 

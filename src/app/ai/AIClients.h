@@ -1,8 +1,8 @@
 #pragma once
 
-#include "ai/AIClient.h"
-#include "ai/AIProvider.h"
-#include "support/Cancellation.h"
+#include "kit/ai/AIClient.h"
+#include "kit/ai/AIProvider.h"
+#include "kit/support/Cancellation.h"
 
 #include <QString>
 #include <functional>

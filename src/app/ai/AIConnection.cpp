@@ -1,9 +1,9 @@
-#include "ai/AIConnection.h"
+#include "app/ai/AIConnection.h"
 
-#include "ai/AICommandLine.h"
-#include "ai/CodexTransport.h"
-#include "support/AtomicFile.h"
-#include "support/Cancellation.h"
+#include "kit/ai/AICommandLine.h"
+#include "kit/ai/CodexTransport.h"
+#include "kit/support/AtomicFile.h"
+#include "kit/support/Cancellation.h"
 
 #include <QDesktopServices>
 #include <QDir>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "ai/AICommandError.h"
-#include "ai/AILogin.h"
-#include "ai/AIProvider.h"
+#include "kit/ai/AICommandError.h"
+#include "kit/ai/AILogin.h"
+#include "kit/ai/AIProvider.h"
 
 #include <QObject>
 #include <QString>

@@ -1,6 +1,6 @@
-#include "app/AppDelegate.h"
+#include "app/app/AppDelegate.h"
 
-#include "app/AppModel.h"
+#include "app/app/AppModel.h"
 
 #include <QCoro/QCoroTask>
 

@@ -1,4 +1,4 @@
-#include "app/AppEnums.h"
+#include "app/app/AppEnums.h"
 
 namespace corvantis {
 

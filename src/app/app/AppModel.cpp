@@ -1,8 +1,8 @@
-#include "app/AppModel.h"
+#include "app/app/AppModel.h"
 
-#include "ai/AIConnection.h"
-#include "graph/ProjectSession.h"
-#include "support/UserFacingError.h"
+#include "app/ai/AIConnection.h"
+#include "app/graph/ProjectSession.h"
+#include "kit/support/UserFacingError.h"
 
 namespace corvantis {
 

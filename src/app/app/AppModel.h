@@ -1,10 +1,10 @@
 #pragma once
 
-#include "ai/AIProvider.h"
-#include "app/AppEnums.h"
-#include "app/ModelChoice.h"
-#include "app/Settings.h"
-#include "projects/ProjectLibrary.h"
+#include "app/app/AppEnums.h"
+#include "app/app/ModelChoice.h"
+#include "app/app/Settings.h"
+#include "kit/ai/AIProvider.h"
+#include "kit/projects/ProjectLibrary.h"
 
 #include <QCoro/QCoroTask>
 #include <QHash>

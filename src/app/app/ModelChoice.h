@@ -1,7 +1,7 @@
 #pragma once
 
-#include "ai/AIEffort.h"
-#include "ai/AIModel.h"
+#include "kit/ai/AIEffort.h"
+#include "kit/ai/AIModel.h"
 
 namespace corvantis {
 

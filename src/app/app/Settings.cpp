@@ -1,6 +1,6 @@
-#include "app/Settings.h"
+#include "app/app/Settings.h"
 
-#include "support/Json.h"
+#include "kit/support/Json.h"
 
 namespace corvantis {
 

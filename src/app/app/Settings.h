@@ -1,8 +1,8 @@
 #pragma once
 
-#include "ai/AIProvider.h"
-#include "app/AppEnums.h"
-#include "app/ModelChoice.h"
+#include "app/app/AppEnums.h"
+#include "app/app/ModelChoice.h"
+#include "kit/ai/AIProvider.h"
 
 #include <QSet>
 #include <QSettings>

@@ -1,8 +1,8 @@
 // The session's edits of nodes and relationships, each with its undo step.
-#include "graph/ProjectSession.h"
-#include "schema/Identifier.h"
-#include "support/Json.h"
-#include "undo/UndoStack.h"
+#include "app/graph/ProjectSession.h"
+#include "app/undo/UndoStack.h"
+#include "kit/schema/Identifier.h"
+#include "kit/support/Json.h"
 
 #include <QtMath>
 #include <algorithm>

@@ -1,10 +1,10 @@
-#include "graph/ProjectSession.h"
+#include "app/graph/ProjectSession.h"
 
-#include "app/Settings.h"
-#include "graph/GraphDerived.h"
-#include "store/DDLBuilder.h"
-#include "store/GraphStoreError.h"
-#include "undo/UndoStack.h"
+#include "app/app/Settings.h"
+#include "app/undo/UndoStack.h"
+#include "kit/graph/GraphDerived.h"
+#include "kit/store/DDLBuilder.h"
+#include "kit/store/GraphStoreError.h"
 
 #include <QDateTime>
 

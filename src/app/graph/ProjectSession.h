@@ -1,16 +1,16 @@
 #pragma once
 
-#include "graph/GraphAdded.h"
-#include "graph/GraphPlan.h"
-#include "graph/GraphSelection.h"
-#include "graph/SessionStore.h"
-#include "projects/HistoryEntry.h"
-#include "projects/Project.h"
-#include "projects/ProjectLibrary.h"
-#include "shape/DataLossConfirmation.h"
-#include "shape/ShapeSelection.h"
-#include "support/UserFacingError.h"
-#include "undo/UndoStack.h"
+#include "app/graph/GraphSelection.h"
+#include "app/graph/SessionStore.h"
+#include "app/shape/DataLossConfirmation.h"
+#include "app/shape/ShapeSelection.h"
+#include "app/undo/UndoStack.h"
+#include "kit/graph/GraphAdded.h"
+#include "kit/graph/GraphPlan.h"
+#include "kit/projects/HistoryEntry.h"
+#include "kit/projects/Project.h"
+#include "kit/projects/ProjectLibrary.h"
+#include "kit/support/UserFacingError.h"
 
 #include <QCoro/QCoroTask>
 #include <QHash>

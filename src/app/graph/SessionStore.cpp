@@ -1,4 +1,4 @@
-#include "graph/SessionStore.h"
+#include "app/graph/SessionStore.h"
 
 namespace corvantis {
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "store/GraphStore.h"
-#include "store/LadybugGraphStore.h"
+#include "kit/store/GraphStore.h"
+#include "kit/store/LadybugGraphStore.h"
 
 #include <QString>
 #include <functional>

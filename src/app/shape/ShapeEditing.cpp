@@ -1,9 +1,9 @@
 // The session's edits of the shape. Each is applied at once: the shape changes, the database is migrated
 // to it, the project is saved, and the step can be undone unless the migration deleted data. An edit
 // that would delete data asks first.
-#include "graph/ProjectSession.h"
-#include "schema/Identifier.h"
-#include "undo/UndoStack.h"
+#include "app/graph/ProjectSession.h"
+#include "app/undo/UndoStack.h"
+#include "kit/schema/Identifier.h"
 
 #include <algorithm>
 

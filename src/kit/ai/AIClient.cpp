@@ -1,6 +1,6 @@
-#include "ai/AIClient.h"
+#include "kit/ai/AIClient.h"
 
-#include "ai/AIError.h"
+#include "kit/ai/AIError.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>

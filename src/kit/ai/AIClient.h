@@ -1,10 +1,10 @@
 #pragma once
 
-#include "ai/AIEffort.h"
-#include "ai/AIModel.h"
-#include "ai/AITransport.h"
-#include "ai/PromptBuilder.h"
-#include "support/Cancellation.h"
+#include "kit/ai/AIEffort.h"
+#include "kit/ai/AIModel.h"
+#include "kit/ai/AITransport.h"
+#include "kit/ai/PromptBuilder.h"
+#include "kit/support/Cancellation.h"
 
 #include <QElapsedTimer>
 #include <QJsonObject>

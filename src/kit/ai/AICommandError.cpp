@@ -1,4 +1,4 @@
-#include "ai/AICommandError.h"
+#include "kit/ai/AICommandError.h"
 
 #include <QRegularExpression>
 

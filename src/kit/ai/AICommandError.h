@@ -1,7 +1,7 @@
 #pragma once
 
-#include "ai/AIProvider.h"
-#include "support/UserFacingError.h"
+#include "kit/ai/AIProvider.h"
+#include "kit/support/UserFacingError.h"
 
 #include <QString>
 #include <optional>

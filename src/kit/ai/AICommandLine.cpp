@@ -1,8 +1,8 @@
-#include "ai/AICommandLine.h"
+#include "kit/ai/AICommandLine.h"
 
-#include "ai/ClaudeCodeTransport.h"
-#include "ai/CodexTransport.h"
-#include "ai/CommandRun.h"
+#include "kit/ai/ClaudeCodeTransport.h"
+#include "kit/ai/CodexTransport.h"
+#include "kit/ai/CommandRun.h"
 
 #include <QDir>
 #include <QFileInfo>

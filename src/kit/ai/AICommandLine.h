@@ -1,8 +1,8 @@
 #pragma once
 
-#include "ai/AICommandError.h"
-#include "ai/AIProvider.h"
-#include "support/Cancellation.h"
+#include "kit/ai/AICommandError.h"
+#include "kit/ai/AIProvider.h"
+#include "kit/support/Cancellation.h"
 
 #include <QByteArray>
 #include <QProcessEnvironment>

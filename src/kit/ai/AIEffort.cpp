@@ -1,4 +1,4 @@
-#include "ai/AIEffort.h"
+#include "kit/ai/AIEffort.h"
 
 namespace corvantis {
 

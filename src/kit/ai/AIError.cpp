@@ -1,4 +1,4 @@
-#include "ai/AIError.h"
+#include "kit/ai/AIError.h"
 
 namespace corvantis {
 

@@ -1,9 +1,9 @@
-#include "ai/AILogin.h"
+#include "kit/ai/AILogin.h"
 
-#include "ai/AICommandError.h"
-#include "ai/AICommandLine.h"
-#include "ai/ClaudeCodeTransport.h"
-#include "ai/CodexTransport.h"
+#include "kit/ai/AICommandError.h"
+#include "kit/ai/AICommandLine.h"
+#include "kit/ai/ClaudeCodeTransport.h"
+#include "kit/ai/CodexTransport.h"
 
 #include <QDir>
 #include <QUrl>

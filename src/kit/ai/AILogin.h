@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ai/AIProvider.h"
+#include "kit/ai/AIProvider.h"
 
 #include <QByteArray>
 #include <QPointer>

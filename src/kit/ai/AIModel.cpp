@@ -1,9 +1,9 @@
-#include "ai/AIModel.h"
+#include "kit/ai/AIModel.h"
 
-#include "ai/AIProvider.h"
-#include "ai/ClaudeModel.h"
-#include "ai/CodexModels.h"
-#include "support/Json.h"
+#include "kit/ai/AIProvider.h"
+#include "kit/ai/ClaudeModel.h"
+#include "kit/ai/CodexModels.h"
+#include "kit/support/Json.h"
 
 #include <cstdlib>
 

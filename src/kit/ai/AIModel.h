@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ai/AIEffort.h"
+#include "kit/ai/AIEffort.h"
 
 #include <QHash>
 #include <QJsonValue>

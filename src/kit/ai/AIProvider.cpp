@@ -1,7 +1,7 @@
-#include "ai/AIProvider.h"
+#include "kit/ai/AIProvider.h"
 
-#include "ai/ClaudeModel.h"
-#include "ai/CodexModels.h"
+#include "kit/ai/ClaudeModel.h"
+#include "kit/ai/CodexModels.h"
 
 namespace corvantis {
 

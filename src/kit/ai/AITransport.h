@@ -1,6 +1,6 @@
 #pragma once
 
-#include "support/Cancellation.h"
+#include "kit/support/Cancellation.h"
 
 #include <QJsonObject>
 #include <qcoro/qcorotask.h>

@@ -1,6 +1,6 @@
-#include "ai/ClaudeCodeStream.h"
+#include "kit/ai/ClaudeCodeStream.h"
 
-#include "ai/AICommandError.h"
+#include "kit/ai/AICommandError.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ai/ThinkingStream.h"
+#include "kit/ai/ThinkingStream.h"
 
 #include <QByteArray>
 #include <QJsonObject>

@@ -1,8 +1,8 @@
-#include "ai/ClaudeCodeTransport.h"
+#include "kit/ai/ClaudeCodeTransport.h"
 
-#include "ai/AICommandLine.h"
-#include "ai/ClaudeCodeStream.h"
-#include "ai/CommandRun.h"
+#include "kit/ai/AICommandLine.h"
+#include "kit/ai/ClaudeCodeStream.h"
+#include "kit/ai/CommandRun.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>

@@ -1,4 +1,4 @@
-#include "ai/ClaudeModel.h"
+#include "kit/ai/ClaudeModel.h"
 
 namespace corvantis {
 

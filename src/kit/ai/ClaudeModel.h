@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ai/AIModel.h"
+#include "kit/ai/AIModel.h"
 
 #include <QList>
 #include <QString>

@@ -1,4 +1,4 @@
-#include "ai/CodexModels.h"
+#include "kit/ai/CodexModels.h"
 
 #include <QDateTime>
 #include <QDir>

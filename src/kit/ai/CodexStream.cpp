@@ -1,7 +1,7 @@
-#include "ai/CodexStream.h"
+#include "kit/ai/CodexStream.h"
 
-#include "ai/AICommandError.h"
-#include "ai/AIModel.h"
+#include "kit/ai/AICommandError.h"
+#include "kit/ai/AIModel.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>

@@ -1,9 +1,9 @@
-#include "ai/CodexTransport.h"
+#include "kit/ai/CodexTransport.h"
 
-#include "ai/AICommandLine.h"
-#include "ai/CodexStream.h"
-#include "ai/CommandRun.h"
-#include "support/AtomicFile.h"
+#include "kit/ai/AICommandLine.h"
+#include "kit/ai/CodexStream.h"
+#include "kit/ai/CommandRun.h"
+#include "kit/support/AtomicFile.h"
 
 #include <QDir>
 #include <QFileInfo>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "ai/AICommandError.h"
-#include "ai/AITransport.h"
-#include "ai/ThinkingThrottle.h"
+#include "kit/ai/AICommandError.h"
+#include "kit/ai/AITransport.h"
+#include "kit/ai/ThinkingThrottle.h"
 
 #include <QByteArray>
 #include <QJsonObject>

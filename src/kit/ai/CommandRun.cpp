@@ -1,7 +1,7 @@
-#include "ai/CommandRun.h"
+#include "kit/ai/CommandRun.h"
 
-#include "ai/AICommandError.h"
-#include "ai/AICommandLine.h"
+#include "kit/ai/AICommandError.h"
+#include "kit/ai/AICommandLine.h"
 
 #include <QDir>
 #include <QTimer>

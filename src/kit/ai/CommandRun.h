@@ -1,8 +1,8 @@
 #pragma once
 
-#include "ai/ThinkingStream.h"
-#include "ai/ThinkingThrottle.h"
-#include "support/Cancellation.h"
+#include "kit/ai/ThinkingStream.h"
+#include "kit/ai/ThinkingThrottle.h"
+#include "kit/support/Cancellation.h"
 
 #include <QByteArray>
 #include <QPointer>

@@ -1,4 +1,4 @@
-#include "ai/PromptBuilder.h"
+#include "kit/ai/PromptBuilder.h"
 
 #include <QStringList>
 

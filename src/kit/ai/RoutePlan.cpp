@@ -1,6 +1,6 @@
-#include "ai/RoutePlan.h"
+#include "kit/ai/RoutePlan.h"
 
-#include "support/Json.h"
+#include "kit/support/Json.h"
 
 #include <QJsonArray>
 

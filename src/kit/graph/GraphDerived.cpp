@@ -1,4 +1,4 @@
-#include "graph/GraphDerived.h"
+#include "kit/graph/GraphDerived.h"
 
 #include <string_view>
 #include <unordered_map>

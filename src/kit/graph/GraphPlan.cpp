@@ -1,4 +1,4 @@
-#include "graph/GraphPlan.h"
+#include "kit/graph/GraphPlan.h"
 
 namespace corvantis {
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "graph/NodeUpdate.h"
-#include "schema/GraphValue.h"
+#include "kit/graph/NodeUpdate.h"
+#include "kit/schema/GraphValue.h"
 
 #include <QList>
 #include <QStringList>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "schema/GraphValue.h"
+#include "kit/schema/GraphValue.h"
 
 #include <QString>
 

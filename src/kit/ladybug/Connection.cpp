@@ -1,8 +1,8 @@
-#include "ladybug/Connection.h"
+#include "kit/ladybug/Connection.h"
 
-#include "ladybug/LadybugError.h"
-#include "ladybug/PreparedStatement.h"
-#include "ladybug/QueryResult.h"
+#include "kit/ladybug/LadybugError.h"
+#include "kit/ladybug/PreparedStatement.h"
+#include "kit/ladybug/QueryResult.h"
 
 namespace corvantis::ladybug {
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "ladybug/Database.h"
-#include "ladybug/LadybugValue.h"
+#include "kit/ladybug/Database.h"
+#include "kit/ladybug/LadybugValue.h"
 
 #include <QList>
 #include <QString>

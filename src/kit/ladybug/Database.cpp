@@ -1,6 +1,6 @@
-#include "ladybug/Database.h"
+#include "kit/ladybug/Database.h"
 
-#include "ladybug/LadybugError.h"
+#include "kit/ladybug/LadybugError.h"
 
 #include <QDir>
 #include <QFileInfo>

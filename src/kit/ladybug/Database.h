@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ladybug/SystemConfig.h"
+#include "kit/ladybug/SystemConfig.h"
 
 #include <QString>
 #include <lbug.h>

@@ -1,7 +1,7 @@
-#include "ladybug/FlatTuple.h"
+#include "kit/ladybug/FlatTuple.h"
 
-#include "ladybug/LadybugError.h"
-#include "ladybug/QueryResult.h"
+#include "kit/ladybug/LadybugError.h"
+#include "kit/ladybug/QueryResult.h"
 
 namespace corvantis::ladybug {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ladybug/LadybugValue.h"
+#include "kit/ladybug/LadybugValue.h"
 
 #include <lbug.h>
 #include <memory>

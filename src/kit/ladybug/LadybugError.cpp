@@ -1,4 +1,4 @@
-#include "ladybug/LadybugError.h"
+#include "kit/ladybug/LadybugError.h"
 
 namespace corvantis::ladybug {
 

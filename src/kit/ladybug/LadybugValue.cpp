@@ -1,6 +1,6 @@
-#include "ladybug/LadybugValue.h"
+#include "kit/ladybug/LadybugValue.h"
 
-#include "ladybug/LadybugError.h"
+#include "kit/ladybug/LadybugError.h"
 
 #include <QHash>
 #include <QStringList>

@@ -1,6 +1,6 @@
-#include "ladybug/PreparedStatement.h"
+#include "kit/ladybug/PreparedStatement.h"
 
-#include "ladybug/Connection.h"
+#include "kit/ladybug/Connection.h"
 
 namespace corvantis::ladybug {
 

@@ -1,7 +1,7 @@
-#include "ladybug/QueryResult.h"
+#include "kit/ladybug/QueryResult.h"
 
-#include "ladybug/Connection.h"
-#include "ladybug/LadybugError.h"
+#include "kit/ladybug/Connection.h"
+#include "kit/ladybug/LadybugError.h"
 
 namespace corvantis::ladybug {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ladybug/FlatTuple.h"
+#include "kit/ladybug/FlatTuple.h"
 
 #include <QStringList>
 #include <lbug.h>

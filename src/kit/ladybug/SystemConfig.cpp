@@ -1,4 +1,4 @@
-#include "ladybug/SystemConfig.h"
+#include "kit/ladybug/SystemConfig.h"
 
 namespace corvantis::ladybug {
 

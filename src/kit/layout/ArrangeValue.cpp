@@ -1,4 +1,4 @@
-#include "layout/ArrangeValue.h"
+#include "kit/layout/ArrangeValue.h"
 
 #include <QCollator>
 #include <QLocale>

@@ -1,4 +1,4 @@
-#include "layout/Arrangement.h"
+#include "kit/layout/Arrangement.h"
 
 #include <algorithm>
 #include <cmath>

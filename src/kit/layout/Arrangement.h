@@ -1,7 +1,7 @@
 #pragma once
 
-#include "layout/ArrangeValue.h"
-#include "layout/ForceLayout.h"
+#include "kit/layout/ArrangeValue.h"
+#include "kit/layout/ForceLayout.h"
 
 #include <QHash>
 #include <QPointF>

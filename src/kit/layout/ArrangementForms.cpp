@@ -1,6 +1,6 @@
 // The forms of Arrangement in which every item gets a fixed point: rings, spiral and stacks.
 
-#include "layout/Arrangement.h"
+#include "kit/layout/Arrangement.h"
 
 #include <algorithm>
 #include <cmath>

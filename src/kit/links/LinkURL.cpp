@@ -1,4 +1,4 @@
-#include "links/LinkURL.h"
+#include "kit/links/LinkURL.h"
 
 #include <QRegularExpression>
 

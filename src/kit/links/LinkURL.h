@@ -2,7 +2,6 @@
 
 #include <QString>
 #include <QUrl>
-
 #include <optional>
 
 // URL helpers shared by link previews, the source reader and the shape's link properties.

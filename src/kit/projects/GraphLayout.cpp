@@ -1,6 +1,6 @@
-#include "projects/GraphLayout.h"
+#include "kit/projects/GraphLayout.h"
 
-#include "support/Json.h"
+#include "kit/support/Json.h"
 
 #include <QJsonArray>
 #include <algorithm>

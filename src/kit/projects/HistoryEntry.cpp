@@ -1,6 +1,6 @@
-#include "projects/HistoryEntry.h"
+#include "kit/projects/HistoryEntry.h"
 
-#include "support/Json.h"
+#include "kit/support/Json.h"
 
 #include <QRegularExpression>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "ai/AIModel.h"
-#include "ai/RoutePlan.h"
+#include "kit/ai/AIModel.h"
+#include "kit/ai/RoutePlan.h"
 
 #include <QDateTime>
 #include <QJsonObject>

@@ -1,6 +1,6 @@
-#include "projects/Project.h"
+#include "kit/projects/Project.h"
 
-#include "support/Json.h"
+#include "kit/support/Json.h"
 
 namespace corvantis {
 

@@ -1,8 +1,8 @@
-#include "projects/ProjectLibrary.h"
+#include "kit/projects/ProjectLibrary.h"
 
-#include "support/AtomicFile.h"
-#include "support/Json.h"
-#include "support/UserFacingError.h"
+#include "kit/support/AtomicFile.h"
+#include "kit/support/Json.h"
+#include "kit/support/UserFacingError.h"
 
 #include <QDir>
 #include <QFileInfo>

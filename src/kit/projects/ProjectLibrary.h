@@ -1,8 +1,8 @@
 #pragma once
 
-#include "projects/GraphLayout.h"
-#include "projects/HistoryEntry.h"
-#include "projects/Project.h"
+#include "kit/projects/GraphLayout.h"
+#include "kit/projects/HistoryEntry.h"
+#include "kit/projects/Project.h"
 
 #include <QList>
 #include <QString>

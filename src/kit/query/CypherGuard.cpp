@@ -1,6 +1,6 @@
-#include "query/CypherGuard.h"
+#include "kit/query/CypherGuard.h"
 
-#include "query/CypherTokenizer.h"
+#include "kit/query/CypherTokenizer.h"
 
 namespace corvantis::CypherGuard {
 

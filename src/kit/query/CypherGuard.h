@@ -1,6 +1,6 @@
 #pragma once
 
-#include "support/UserFacingError.h"
+#include "kit/support/UserFacingError.h"
 
 #include <QSet>
 #include <QString>

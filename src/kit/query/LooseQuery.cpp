@@ -1,4 +1,4 @@
-#include "query/LooseQuery.h"
+#include "kit/query/LooseQuery.h"
 
 #include <QSet>
 #include <QTextBoundaryFinder>

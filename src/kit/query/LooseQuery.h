@@ -1,6 +1,6 @@
 #pragma once
 
-#include "query/TextRange.h"
+#include "kit/query/TextRange.h"
 
 #include <QHash>
 #include <QList>

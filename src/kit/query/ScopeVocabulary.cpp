@@ -1,6 +1,6 @@
-#include "query/ScopeVocabulary.h"
+#include "kit/query/ScopeVocabulary.h"
 
-#include "query/LooseQuery.h"
+#include "kit/query/LooseQuery.h"
 
 namespace corvantis {
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "query/ScopedSearch.h"
-#include "query/TextRange.h"
-#include "schema/GraphSchema.h"
+#include "kit/query/ScopedSearch.h"
+#include "kit/query/TextRange.h"
+#include "kit/schema/GraphSchema.h"
 
 #include <QList>
 #include <QSet>

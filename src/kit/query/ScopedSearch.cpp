@@ -1,4 +1,4 @@
-#include "query/ScopedSearch.h"
+#include "kit/query/ScopedSearch.h"
 
 namespace corvantis {
 

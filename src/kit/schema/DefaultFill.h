@@ -1,9 +1,8 @@
 #pragma once
 
-#include "schema/GraphValue.h"
+#include "kit/schema/GraphValue.h"
 
 #include <QString>
-
 #include <optional>
 
 namespace corvantis {

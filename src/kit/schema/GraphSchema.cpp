@@ -1,7 +1,7 @@
-#include "schema/GraphSchema.h"
+#include "kit/schema/GraphSchema.h"
 
-#include "schema/Identifier.h"
-#include "support/Json.h"
+#include "kit/schema/Identifier.h"
+#include "kit/support/Json.h"
 
 #include <QHash>
 #include <QJsonArray>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "schema/DefaultFill.h"
-#include "schema/NodeType.h"
-#include "schema/RelType.h"
+#include "kit/schema/DefaultFill.h"
+#include "kit/schema/NodeType.h"
+#include "kit/schema/RelType.h"
 
 #include <QJsonObject>
 #include <QList>

@@ -1,8 +1,8 @@
-#include "schema/GraphValue.h"
+#include "kit/schema/GraphValue.h"
 
-#include "schema/NodeType.h"
-#include "schema/RelType.h"
-#include "support/Json.h"
+#include "kit/schema/NodeType.h"
+#include "kit/schema/RelType.h"
+#include "kit/support/Json.h"
 
 #include <QHashFunctions>
 #include <QJsonObject>

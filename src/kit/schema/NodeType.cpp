@@ -1,7 +1,7 @@
-#include "schema/NodeType.h"
+#include "kit/schema/NodeType.h"
 
-#include "schema/Identifier.h"
-#include "support/Json.h"
+#include "kit/schema/Identifier.h"
+#include "kit/support/Json.h"
 
 #include <QJsonArray>
 

@@ -1,12 +1,11 @@
 #pragma once
 
-#include "schema/PropertyDef.h"
+#include "kit/schema/PropertyDef.h"
 
 #include <QJsonObject>
 #include <QList>
 #include <QString>
 #include <QUuid>
-
 #include <optional>
 
 namespace corvantis {

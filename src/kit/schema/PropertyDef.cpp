@@ -1,8 +1,8 @@
-#include "schema/PropertyDef.h"
+#include "kit/schema/PropertyDef.h"
 
-#include "links/LinkURL.h"
-#include "schema/Identifier.h"
-#include "support/Json.h"
+#include "kit/links/LinkURL.h"
+#include "kit/schema/Identifier.h"
+#include "kit/support/Json.h"
 
 #include <QJsonArray>
 #include <QSet>

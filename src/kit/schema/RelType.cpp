@@ -1,7 +1,7 @@
-#include "schema/RelType.h"
+#include "kit/schema/RelType.h"
 
-#include "schema/Identifier.h"
-#include "support/Json.h"
+#include "kit/schema/Identifier.h"
+#include "kit/support/Json.h"
 
 #include <QHashFunctions>
 #include <QJsonArray>

@@ -1,11 +1,10 @@
 #pragma once
 
-#include "schema/PropertyDef.h"
+#include "kit/schema/PropertyDef.h"
 
 #include <QJsonObject>
 #include <QList>
 #include <QUuid>
-
 #include <optional>
 
 namespace corvantis {
@@ -36,10 +35,10 @@ struct RelType {
     std::optional<QUuid> titleProperty;
     std::optional<QUuid> markProperty;
 
-    QString table() const;                    // Identifier::relTable(name)
+    QString table() const; // Identifier::relTable(name)
     QString displayName() const { return name; }
-    const PropertyDef* title() const;         // absent when missing or boolean
-    const PropertyDef* mark() const;          // present only when boolean
+    const PropertyDef* title() const; // absent when missing or boolean
+    const PropertyDef* mark() const;  // present only when boolean
     const PropertyDef* property(const QUuid& id) const;
     PropertyDef* property(const QUuid& id);
     // The endpoints with each reversed duplicate dropped; a loop is always listed.

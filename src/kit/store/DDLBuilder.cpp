@@ -1,4 +1,4 @@
-#include "store/DDLBuilder.h"
+#include "kit/store/DDLBuilder.h"
 
 #include <QSet>
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "schema/DefaultFill.h"
-#include "schema/GraphSchema.h"
-#include "store/ValueReplacement.h"
+#include "kit/schema/DefaultFill.h"
+#include "kit/schema/GraphSchema.h"
+#include "kit/store/ValueReplacement.h"
 
 #include <QList>
 #include <QStringList>

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "schema/DefaultFill.h"
-#include "schema/GraphValue.h"
-#include "schema/QueryOutput.h"
-#include "store/ValueReplacement.h"
+#include "kit/schema/DefaultFill.h"
+#include "kit/schema/GraphValue.h"
+#include "kit/schema/QueryOutput.h"
+#include "kit/store/ValueReplacement.h"
 
 #include <QList>
 #include <QString>

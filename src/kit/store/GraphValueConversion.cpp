@@ -1,4 +1,4 @@
-#include "store/GraphValueConversion.h"
+#include "kit/store/GraphValueConversion.h"
 
 #include <algorithm>
 #include <map>

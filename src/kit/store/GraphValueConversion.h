@@ -1,7 +1,7 @@
 #pragma once
 
-#include "ladybug/LadybugValue.h"
-#include "schema/GraphValue.h"
+#include "kit/ladybug/LadybugValue.h"
+#include "kit/schema/GraphValue.h"
 
 #include <QHash>
 #include <QSet>

@@ -1,11 +1,11 @@
-#include "store/LadybugGraphStore.h"
+#include "kit/store/LadybugGraphStore.h"
 
-#include "ladybug/Connection.h"
-#include "ladybug/Database.h"
-#include "ladybug/PreparedStatement.h"
-#include "ladybug/QueryResult.h"
-#include "store/GraphStoreError.h"
-#include "store/GraphValueConversion.h"
+#include "kit/ladybug/Connection.h"
+#include "kit/ladybug/Database.h"
+#include "kit/ladybug/PreparedStatement.h"
+#include "kit/ladybug/QueryResult.h"
+#include "kit/store/GraphStoreError.h"
+#include "kit/store/GraphValueConversion.h"
 
 #include <QElapsedTimer>
 #include <QHash>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "store/GraphStore.h"
+#include "kit/store/GraphStore.h"
 
 #include <QSet>
 #include <functional>

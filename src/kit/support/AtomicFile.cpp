@@ -1,6 +1,6 @@
-#include "support/AtomicFile.h"
+#include "kit/support/AtomicFile.h"
 
-#include "support/UserFacingError.h"
+#include "kit/support/UserFacingError.h"
 
 #include <QDir>
 #include <QFile>

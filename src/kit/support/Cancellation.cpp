@@ -1,4 +1,4 @@
-#include "support/Cancellation.h"
+#include "kit/support/Cancellation.h"
 
 #include <QHash>
 #include <mutex>

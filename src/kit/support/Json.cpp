@@ -1,4 +1,4 @@
-#include "support/Json.h"
+#include "kit/support/Json.h"
 
 #include <QJsonDocument>
 #include <QJsonParseError>

@@ -1,4 +1,4 @@
-#include "support/UserFacingError.h"
+#include "kit/support/UserFacingError.h"
 
 namespace corvantis {
 

@@ -1,4 +1,4 @@
-#include "design/Theme.h"
+#include "ui/design/Theme.h"
 
 #include <QApplication>
 #include <QPalette>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "app/AppEnums.h"
+#include "app/app/AppEnums.h"
 
 #include <QColor>
 #include <QString>

@@ -1,8 +1,8 @@
-#include "graph/GraphOverview.h"
+#include "ui/graph/GraphOverview.h"
 
-#include "design/Theme.h"
-#include "graph/ProjectSession.h"
-#include "shape/TypeSwatch.h"
+#include "app/graph/ProjectSession.h"
+#include "ui/design/Theme.h"
+#include "ui/shape/TypeSwatch.h"
 
 #include <QEvent>
 #include <QHBoxLayout>

@@ -1,11 +1,11 @@
-#include "graph/ProjectView.h"
+#include "ui/graph/ProjectView.h"
 
-#include "app/AppModel.h"
-#include "design/Theme.h"
-#include "graph/GraphOverview.h"
-#include "graph/ProjectSession.h"
-#include "shape/ShapeView.h"
-#include "table/GraphTableView.h"
+#include "app/app/AppModel.h"
+#include "app/graph/ProjectSession.h"
+#include "ui/design/Theme.h"
+#include "ui/graph/GraphOverview.h"
+#include "ui/shape/ShapeView.h"
+#include "ui/table/GraphTableView.h"
 
 #include <QButtonGroup>
 #include <QHBoxLayout>

@@ -1,9 +1,9 @@
-#include "library/GalleryView.h"
+#include "ui/library/GalleryView.h"
 
-#include "app/AppModel.h"
-#include "design/Theme.h"
-#include "library/ProjectCardDelegate.h"
-#include "library/ProjectListModel.h"
+#include "app/app/AppModel.h"
+#include "ui/design/Theme.h"
+#include "ui/library/ProjectCardDelegate.h"
+#include "ui/library/ProjectListModel.h"
 
 #include <QKeyEvent>
 #include <QLabel>

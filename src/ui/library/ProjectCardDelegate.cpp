@@ -1,7 +1,7 @@
-#include "library/ProjectCardDelegate.h"
+#include "ui/library/ProjectCardDelegate.h"
 
-#include "design/Theme.h"
-#include "library/ProjectListModel.h"
+#include "ui/design/Theme.h"
+#include "ui/library/ProjectListModel.h"
 
 #include <QApplication>
 #include <QLineEdit>

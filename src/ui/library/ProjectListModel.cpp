@@ -1,6 +1,6 @@
-#include "library/ProjectListModel.h"
+#include "ui/library/ProjectListModel.h"
 
-#include "app/AppModel.h"
+#include "app/app/AppModel.h"
 
 #include <QLocale>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "projects/Project.h"
+#include "kit/projects/Project.h"
 
 #include <QAbstractListModel>
 

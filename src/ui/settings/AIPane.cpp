@@ -1,8 +1,8 @@
-#include "settings/AIPane.h"
+#include "ui/settings/AIPane.h"
 
-#include "ai/AIConnection.h"
-#include "app/AppModel.h"
-#include "design/Theme.h"
+#include "app/ai/AIConnection.h"
+#include "app/app/AppModel.h"
+#include "ui/design/Theme.h"
 
 #include <QComboBox>
 #include <QFormLayout>

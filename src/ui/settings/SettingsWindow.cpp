@@ -1,8 +1,8 @@
-#include "settings/SettingsWindow.h"
+#include "ui/settings/SettingsWindow.h"
 
-#include "app/AppModel.h"
-#include "design/Theme.h"
-#include "settings/AIPane.h"
+#include "app/app/AppModel.h"
+#include "ui/design/Theme.h"
+#include "ui/settings/AIPane.h"
 
 #include <QComboBox>
 #include <QFormLayout>

@@ -1,8 +1,8 @@
-#include "shape/NewRelTypeDialog.h"
+#include "ui/shape/NewRelTypeDialog.h"
 
-#include "design/Theme.h"
-#include "shape/TypeSwatch.h"
-#include "support/Json.h"
+#include "kit/support/Json.h"
+#include "ui/design/Theme.h"
+#include "ui/shape/TypeSwatch.h"
 
 #include <QCheckBox>
 #include <QComboBox>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "schema/GraphSchema.h"
+#include "kit/schema/GraphSchema.h"
 
 #include <QDialog>
 

@@ -1,6 +1,6 @@
-#include "shape/OptionsDialog.h"
+#include "ui/shape/OptionsDialog.h"
 
-#include "design/Theme.h"
+#include "ui/design/Theme.h"
 
 #include <QDialogButtonBox>
 #include <QHBoxLayout>

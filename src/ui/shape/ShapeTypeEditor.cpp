@@ -1,10 +1,10 @@
-#include "shape/ShapeTypeEditor.h"
+#include "ui/shape/ShapeTypeEditor.h"
 
-#include "design/Theme.h"
-#include "graph/ProjectSession.h"
-#include "shape/OptionsDialog.h"
-#include "shape/TypeSwatch.h"
-#include "support/Json.h"
+#include "app/graph/ProjectSession.h"
+#include "kit/support/Json.h"
+#include "ui/design/Theme.h"
+#include "ui/shape/OptionsDialog.h"
+#include "ui/shape/TypeSwatch.h"
 
 #include <QButtonGroup>
 #include <QCheckBox>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "shape/ShapeSelection.h"
+#include "app/shape/ShapeSelection.h"
 
 #include <QPointer>
 #include <QWidget>

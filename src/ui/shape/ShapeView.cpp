@@ -1,11 +1,11 @@
-#include "shape/ShapeView.h"
+#include "ui/shape/ShapeView.h"
 
-#include "design/Theme.h"
-#include "graph/ProjectSession.h"
-#include "shape/NewRelTypeDialog.h"
-#include "shape/ShapeTypeEditor.h"
-#include "shape/TypeItemDelegate.h"
-#include "support/Json.h"
+#include "app/graph/ProjectSession.h"
+#include "kit/support/Json.h"
+#include "ui/design/Theme.h"
+#include "ui/shape/NewRelTypeDialog.h"
+#include "ui/shape/ShapeTypeEditor.h"
+#include "ui/shape/TypeItemDelegate.h"
 
 #include <QApplication>
 #include <QEvent>

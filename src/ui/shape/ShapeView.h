@@ -1,6 +1,6 @@
 #pragma once
 
-#include "shape/ShapeTypeEditor.h"
+#include "ui/shape/ShapeTypeEditor.h"
 
 #include <QPointer>
 #include <QTimer>

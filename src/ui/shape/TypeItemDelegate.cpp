@@ -1,6 +1,6 @@
-#include "shape/TypeItemDelegate.h"
+#include "ui/shape/TypeItemDelegate.h"
 
-#include "design/Theme.h"
+#include "ui/design/Theme.h"
 
 #include <QPainter>
 

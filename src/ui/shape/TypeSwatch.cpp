@@ -1,6 +1,6 @@
-#include "shape/TypeSwatch.h"
+#include "ui/shape/TypeSwatch.h"
 
-#include "design/Theme.h"
+#include "ui/design/Theme.h"
 
 #include <QPainter>
 #include <QPixmap>

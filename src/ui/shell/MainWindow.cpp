@@ -1,14 +1,14 @@
-#include "shell/MainWindow.h"
+#include "ui/shell/MainWindow.h"
 
-#include "app/AppDelegate.h"
-#include "app/AppModel.h"
-#include "design/Theme.h"
-#include "graph/ProjectSession.h"
-#include "graph/ProjectView.h"
-#include "library/GalleryView.h"
-#include "settings/SettingsWindow.h"
-#include "shell/ToastView.h"
-#include "undo/UndoStack.h"
+#include "app/app/AppDelegate.h"
+#include "app/app/AppModel.h"
+#include "app/graph/ProjectSession.h"
+#include "app/undo/UndoStack.h"
+#include "ui/design/Theme.h"
+#include "ui/graph/ProjectView.h"
+#include "ui/library/GalleryView.h"
+#include "ui/settings/SettingsWindow.h"
+#include "ui/shell/ToastView.h"
 
 #include <QActionGroup>
 #include <QApplication>

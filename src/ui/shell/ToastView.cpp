@@ -1,6 +1,6 @@
-#include "shell/ToastView.h"
+#include "ui/shell/ToastView.h"
 
-#include "design/Theme.h"
+#include "ui/design/Theme.h"
 
 #include <QEvent>
 #include <QHBoxLayout>

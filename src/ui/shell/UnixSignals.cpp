@@ -1,4 +1,4 @@
-#include "shell/UnixSignals.h"
+#include "ui/shell/UnixSignals.h"
 
 #include <QSocketNotifier>
 #include <csignal>

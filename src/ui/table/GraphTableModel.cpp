@@ -1,6 +1,6 @@
-#include "table/GraphTableModel.h"
+#include "ui/table/GraphTableModel.h"
 
-#include "graph/ProjectSession.h"
+#include "app/graph/ProjectSession.h"
 
 #include <QSet>
 #include <algorithm>

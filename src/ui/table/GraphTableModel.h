@@ -1,6 +1,6 @@
 #pragma once
 
-#include "schema/PropertyDef.h"
+#include "kit/schema/PropertyDef.h"
 
 #include <QAbstractTableModel>
 #include <QPointer>

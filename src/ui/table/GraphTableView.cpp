@@ -1,11 +1,11 @@
-#include "table/GraphTableView.h"
+#include "ui/table/GraphTableView.h"
 
-#include "design/Theme.h"
-#include "graph/ProjectSession.h"
-#include "shape/TypeSwatch.h"
-#include "support/Json.h"
-#include "table/NewRelationshipDialog.h"
-#include "table/ValueDelegate.h"
+#include "app/graph/ProjectSession.h"
+#include "kit/support/Json.h"
+#include "ui/design/Theme.h"
+#include "ui/shape/TypeSwatch.h"
+#include "ui/table/NewRelationshipDialog.h"
+#include "ui/table/ValueDelegate.h"
 
 #include <QComboBox>
 #include <QEvent>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "table/GraphTableModel.h"
+#include "ui/table/GraphTableModel.h"
 
 #include <QPointer>
 #include <QWidget>

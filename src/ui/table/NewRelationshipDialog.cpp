@@ -1,8 +1,8 @@
-#include "table/NewRelationshipDialog.h"
+#include "ui/table/NewRelationshipDialog.h"
 
-#include "design/Theme.h"
-#include "graph/ProjectSession.h"
-#include "shape/TypeSwatch.h"
+#include "app/graph/ProjectSession.h"
+#include "ui/design/Theme.h"
+#include "ui/shape/TypeSwatch.h"
 
 #include <QComboBox>
 #include <QDialogButtonBox>

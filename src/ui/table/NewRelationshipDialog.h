@@ -1,6 +1,6 @@
 #pragma once
 
-#include "schema/RelType.h"
+#include "kit/schema/RelType.h"
 
 #include <QDialog>
 

@@ -1,6 +1,6 @@
-#include "table/ValueDelegate.h"
+#include "ui/table/ValueDelegate.h"
 
-#include "table/GraphTableModel.h"
+#include "ui/table/GraphTableModel.h"
 
 #include <QComboBox>
 

@@ -1,10 +1,10 @@
-#include "ai/AIConnection.h"
+#include "app/ai/AIConnection.h"
 
-#include "ai/AIError.h"
-#include "support/AwaitTask.h"
-#include "support/QtPrinters.h"
-#include "support/TestSupport.h"
-#include "support/ToolHome.h"
+#include "kit/ai/AIError.h"
+#include "tests/support/AwaitTask.h"
+#include "tests/support/QtPrinters.h"
+#include "tests/support/TestSupport.h"
+#include "tests/support/ToolHome.h"
 
 #include <QFile>
 #include <QProcess>

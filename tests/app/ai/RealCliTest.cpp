@@ -2,12 +2,12 @@
 // folder named by CORVANTIS_REAL_CLI_DIR. They run with a home of our own, so they are signed out, and
 // they are asked only what never reaches a model: versions, account status, and a print run that a
 // signed-out tool answers with "Not logged in".
-#include "ai/AIClient.h"
-#include "ai/AIConnection.h"
-#include "ai/ClaudeCodeTransport.h"
-#include "support/AwaitTask.h"
-#include "support/QtPrinters.h"
-#include "support/ToolHome.h"
+#include "app/ai/AIConnection.h"
+#include "kit/ai/AIClient.h"
+#include "kit/ai/ClaudeCodeTransport.h"
+#include "tests/support/AwaitTask.h"
+#include "tests/support/QtPrinters.h"
+#include "tests/support/ToolHome.h"
 
 #include <QFileInfo>
 #include <QRegularExpression>

@@ -1,9 +1,9 @@
-#include "app/AppModel.h"
+#include "app/app/AppModel.h"
 
-#include "app/AppDelegate.h"
-#include "graph/ProjectSession.h"
-#include "support/Json.h"
-#include "support/TestSupport.h"
+#include "app/app/AppDelegate.h"
+#include "app/graph/ProjectSession.h"
+#include "kit/support/Json.h"
+#include "tests/support/TestSupport.h"
 
 #include <QSettings>
 #include <QSignalSpy>

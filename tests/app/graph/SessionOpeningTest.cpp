@@ -1,7 +1,7 @@
-#include "app/graph/SessionTestSupport.h"
-#include "support/AtomicFile.h"
-#include "support/AwaitTask.h"
-#include "support/TestSupport.h"
+#include "kit/support/AtomicFile.h"
+#include "tests/app/graph/SessionTestSupport.h"
+#include "tests/support/AwaitTask.h"
+#include "tests/support/TestSupport.h"
 
 #include <QElapsedTimer>
 #include <QFile>

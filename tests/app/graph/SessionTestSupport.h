@@ -2,12 +2,12 @@
 
 // What the session's tests share: a project library, settings and an undo stack in a temporary folder,
 // a shape to start from, and a store that fails on demand.
-#include "app/Settings.h"
-#include "graph/ProjectSession.h"
-#include "schema/Identifier.h"
-#include "store/GraphStoreError.h"
-#include "support/Json.h"
-#include "undo/UndoStack.h"
+#include "app/app/Settings.h"
+#include "app/graph/ProjectSession.h"
+#include "app/undo/UndoStack.h"
+#include "kit/schema/Identifier.h"
+#include "kit/store/GraphStoreError.h"
+#include "kit/support/Json.h"
 
 #include <QTemporaryDir>
 #include <memory>

@@ -1,4 +1,4 @@
-#include "app/graph/SessionTestSupport.h"
+#include "tests/app/graph/SessionTestSupport.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "undo/UndoStack.h"
+#include "app/undo/UndoStack.h"
 
 #include <QObject>
 #include <gtest/gtest.h>

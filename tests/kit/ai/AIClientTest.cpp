@@ -1,7 +1,7 @@
-#include "ai/AIClient.h"
+#include "kit/ai/AIClient.h"
 
-#include "ai/AIError.h"
-#include "support/QtPrinters.h"
+#include "kit/ai/AIError.h"
+#include "tests/support/QtPrinters.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>

@@ -1,11 +1,11 @@
-#include "ai/AIEffort.h"
-#include "ai/AIModel.h"
-#include "ai/AIProvider.h"
-#include "ai/ClaudeModel.h"
-#include "ai/CodexModels.h"
-#include "ai/RoutePlan.h"
-#include "support/Json.h"
-#include "support/QtPrinters.h"
+#include "kit/ai/AIEffort.h"
+#include "kit/ai/AIModel.h"
+#include "kit/ai/AIProvider.h"
+#include "kit/ai/ClaudeModel.h"
+#include "kit/ai/CodexModels.h"
+#include "kit/ai/RoutePlan.h"
+#include "kit/support/Json.h"
+#include "tests/support/QtPrinters.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,13 +1,13 @@
-#include "ai/ClaudeCodeTransport.h"
+#include "kit/ai/ClaudeCodeTransport.h"
 
-#include "support/ToolHome.h"
-#include "ai/AIClient.h"
-#include "ai/AICommandError.h"
-#include "ai/AIError.h"
-#include "ai/CommandRun.h"
-#include "support/AwaitTask.h"
-#include "support/QtPrinters.h"
-#include "support/UserFacingError.h"
+#include "kit/ai/AIClient.h"
+#include "kit/ai/AICommandError.h"
+#include "kit/ai/AIError.h"
+#include "kit/ai/CommandRun.h"
+#include "kit/support/UserFacingError.h"
+#include "tests/support/AwaitTask.h"
+#include "tests/support/QtPrinters.h"
+#include "tests/support/ToolHome.h"
 
 #include <QElapsedTimer>
 #include <QJsonArray>

@@ -1,11 +1,11 @@
-#include "ai/CodexTransport.h"
+#include "kit/ai/CodexTransport.h"
 
-#include "support/ToolHome.h"
-#include "ai/AIClient.h"
-#include "ai/AICommandError.h"
-#include "support/AwaitTask.h"
-#include "support/QtPrinters.h"
-#include "support/UserFacingError.h"
+#include "kit/ai/AIClient.h"
+#include "kit/ai/AICommandError.h"
+#include "kit/support/UserFacingError.h"
+#include "tests/support/AwaitTask.h"
+#include "tests/support/QtPrinters.h"
+#include "tests/support/ToolHome.h"
 
 #include <QDir>
 #include <QJsonArray>

@@ -1,11 +1,11 @@
-#include "support/ToolHome.h"
-#include "ai/AICommandError.h"
-#include "ai/AICommandLine.h"
-#include "ai/AILogin.h"
-#include "ai/ClaudeCodeTransport.h"
-#include "ai/CodexTransport.h"
-#include "support/AwaitTask.h"
-#include "support/QtPrinters.h"
+#include "kit/ai/AICommandError.h"
+#include "kit/ai/AICommandLine.h"
+#include "kit/ai/AILogin.h"
+#include "kit/ai/ClaudeCodeTransport.h"
+#include "kit/ai/CodexTransport.h"
+#include "tests/support/AwaitTask.h"
+#include "tests/support/QtPrinters.h"
+#include "tests/support/ToolHome.h"
 
 #include <QDir>
 #include <QJsonArray>

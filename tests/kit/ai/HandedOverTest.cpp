@@ -1,12 +1,12 @@
 // What leaves the machine on a translation and on a repair: the question, the shape and, on a repair,
 // the failed query with the database's error. The stand-in tools record everything they are handed,
 // and the record must hold exactly that.
-#include "support/ToolHome.h"
-#include "ai/AIClient.h"
-#include "ai/ClaudeCodeTransport.h"
-#include "ai/CodexTransport.h"
-#include "support/AwaitTask.h"
-#include "support/QtPrinters.h"
+#include "kit/ai/AIClient.h"
+#include "kit/ai/ClaudeCodeTransport.h"
+#include "kit/ai/CodexTransport.h"
+#include "tests/support/AwaitTask.h"
+#include "tests/support/QtPrinters.h"
+#include "tests/support/ToolHome.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>

@@ -1,6 +1,6 @@
-#include "ai/PromptBuilder.h"
+#include "kit/ai/PromptBuilder.h"
 
-#include "support/QtPrinters.h"
+#include "tests/support/QtPrinters.h"
 
 #include <gtest/gtest.h>
 

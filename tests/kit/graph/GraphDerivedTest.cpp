@@ -1,4 +1,4 @@
-#include "graph/GraphDerived.h"
+#include "kit/graph/GraphDerived.h"
 
 #include <gtest/gtest.h>
 

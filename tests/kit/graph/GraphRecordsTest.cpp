@@ -1,6 +1,6 @@
-#include "graph/GraphAdded.h"
-#include "graph/GraphPlan.h"
-#include "support/Json.h"
+#include "kit/graph/GraphAdded.h"
+#include "kit/graph/GraphPlan.h"
+#include "kit/support/Json.h"
 
 #include <gtest/gtest.h>
 

@@ -1,9 +1,9 @@
 // The owning layer over the engine's C interface, against a real database in a temporary folder.
-#include "ladybug/Connection.h"
-#include "ladybug/Database.h"
-#include "ladybug/LadybugError.h"
-#include "ladybug/PreparedStatement.h"
-#include "ladybug/QueryResult.h"
+#include "kit/ladybug/Connection.h"
+#include "kit/ladybug/Database.h"
+#include "kit/ladybug/LadybugError.h"
+#include "kit/ladybug/PreparedStatement.h"
+#include "kit/ladybug/QueryResult.h"
 
 #include <QTemporaryDir>
 #include <gtest/gtest.h>

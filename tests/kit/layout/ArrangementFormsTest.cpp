@@ -1,4 +1,4 @@
-#include "ArrangementSupport.h"
+#include "tests/kit/layout/ArrangementSupport.h"
 
 #include <cmath>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "ArrangementSupport.h"
+#include "tests/kit/layout/ArrangementSupport.h"
 
 #include <QHash>
 #include <algorithm>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "layout/Arrangement.h"
+#include "kit/layout/Arrangement.h"
 
 #include <QPointF>
 #include <cmath>

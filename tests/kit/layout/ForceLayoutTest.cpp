@@ -1,4 +1,4 @@
-#include "layout/ForceLayout.h"
+#include "kit/layout/ForceLayout.h"
 
 #include <atomic>
 #include <cmath>

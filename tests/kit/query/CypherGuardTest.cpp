@@ -1,7 +1,7 @@
-#include "query/CypherGuard.h"
+#include "kit/query/CypherGuard.h"
 
-#include "query/CypherTokenizer.h"
-#include "support/QtPrinters.h"
+#include "kit/query/CypherTokenizer.h"
+#include "tests/support/QtPrinters.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
-#include "query/LooseQuery.h"
+#include "kit/query/LooseQuery.h"
 
-#include "support/QtPrinters.h"
+#include "tests/support/QtPrinters.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
-#include "query/ScopedSearch.h"
+#include "kit/query/ScopedSearch.h"
 
-#include "query/ScopeVocabulary.h"
-#include "support/QtPrinters.h"
+#include "kit/query/ScopeVocabulary.h"
+#include "tests/support/QtPrinters.h"
 
 #include <gtest/gtest.h>
 

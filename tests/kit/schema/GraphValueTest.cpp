@@ -1,9 +1,9 @@
-#include "schema/GraphValue.h"
+#include "kit/schema/GraphValue.h"
 
-#include "schema/NodeType.h"
-#include "schema/QueryOutput.h"
-#include "schema/RelType.h"
-#include "support/Json.h"
+#include "kit/schema/NodeType.h"
+#include "kit/schema/QueryOutput.h"
+#include "kit/schema/RelType.h"
+#include "kit/support/Json.h"
 
 #include <QJsonArray>
 #include <QJsonObject>

@@ -1,4 +1,4 @@
-#include "schema/Identifier.h"
+#include "kit/schema/Identifier.h"
 
 #include <gtest/gtest.h>
 

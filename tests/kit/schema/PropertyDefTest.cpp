@@ -1,6 +1,6 @@
-#include "schema/PropertyDef.h"
+#include "kit/schema/PropertyDef.h"
 
-#include "support/Json.h"
+#include "kit/support/Json.h"
 
 #include <QJsonArray>
 #include <QProcess>

@@ -1,8 +1,8 @@
 // The statements, fills and replacements of a shape change, as text: their order is what the database
 // depends on. The same changes run against a real database in MigrationTest.cpp.
-#include "store/DDLBuilder.h"
+#include "kit/store/DDLBuilder.h"
 
-#include "StoreTestSupport.h"
+#include "tests/kit/store/StoreTestSupport.h"
 
 #include <gtest/gtest.h>
 

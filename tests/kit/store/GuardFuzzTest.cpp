@@ -2,7 +2,7 @@
 // texts built from Cypher's vocabulary, with writes, procedures, comments, strings, names and odd
 // characters in every position. Every text the guard admits runs against a scratch database inside an
 // ordinary write transaction, and the database must come out exactly as it went in.
-#include "query/CypherGuard.h"
+#include "kit/query/CypherGuard.h"
 
 #include <QTemporaryDir>
 #include <gtest/gtest.h>

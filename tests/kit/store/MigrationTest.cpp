@@ -1,7 +1,7 @@
 // Shape changes run against a real database: what survives, what goes, and the placeholder rows that
 // let a column leave an empty table.
-#include "StoreTestSupport.h"
-#include "store/GraphStoreError.h"
+#include "kit/store/GraphStoreError.h"
+#include "tests/kit/store/StoreTestSupport.h"
 
 #include <QFileInfo>
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
 // Two processes on one database, and a process killed in the middle of a column drop. The second
 // process is tests/store-helper.
-#include "StoreTestSupport.h"
-#include "store/GraphStoreError.h"
+#include "kit/store/GraphStoreError.h"
+#include "tests/kit/store/StoreTestSupport.h"
 
 #include <QProcess>
 #include <gtest/gtest.h>

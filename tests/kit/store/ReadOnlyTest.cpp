@@ -1,7 +1,7 @@
 // Read-only queries: refusing writes, the row limit against the true total, and the values a result
 // converts to.
-#include "StoreTestSupport.h"
-#include "store/GraphStoreError.h"
+#include "kit/store/GraphStoreError.h"
+#include "tests/kit/store/StoreTestSupport.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // Writing and reading records through a real database in a temporary folder.
-#include "StoreTestSupport.h"
-#include "store/GraphStoreError.h"
+#include "kit/store/GraphStoreError.h"
+#include "tests/kit/store/StoreTestSupport.h"
 
 #include <QtConcurrent>
 #include <algorithm>

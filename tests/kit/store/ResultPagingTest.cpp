@@ -1,4 +1,4 @@
-#include "store/ResultPaging.h"
+#include "kit/store/ResultPaging.h"
 
 #include <QHash>
 #include <gtest/gtest.h>

@@ -2,9 +2,9 @@
 
 // Helpers shared by the store's tests: shapes built in a line, a database in a temporary folder, and
 // reading back what the database holds.
-#include "schema/GraphSchema.h"
-#include "store/DDLBuilder.h"
-#include "store/LadybugGraphStore.h"
+#include "kit/schema/GraphSchema.h"
+#include "kit/store/DDLBuilder.h"
+#include "kit/store/LadybugGraphStore.h"
 
 #include <QDir>
 #include <QTemporaryDir>

@@ -1,7 +1,7 @@
-#include "support/Json.h"
+#include "kit/support/Json.h"
 
-#include "support/AtomicFile.h"
-#include "support/UserFacingError.h"
+#include "kit/support/AtomicFile.h"
+#include "kit/support/UserFacingError.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,11 +1,11 @@
-#include "app/AppDelegate.h"
-#include "app/AppModel.h"
-#include "graph/ProjectSession.h"
-#include "graph/ProjectView.h"
-#include "library/GalleryView.h"
-#include "shell/MainWindow.h"
-#include "shell/ToastView.h"
-#include "support/TestSupport.h"
+#include "app/app/AppDelegate.h"
+#include "app/app/AppModel.h"
+#include "app/graph/ProjectSession.h"
+#include "tests/support/TestSupport.h"
+#include "ui/graph/ProjectView.h"
+#include "ui/library/GalleryView.h"
+#include "ui/shell/MainWindow.h"
+#include "ui/shell/ToastView.h"
 
 #include <QApplication>
 #include <QElapsedTimer>

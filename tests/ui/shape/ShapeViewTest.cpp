@@ -1,9 +1,9 @@
-#include "shape/ShapeView.h"
+#include "ui/shape/ShapeView.h"
 
-#include "shape/NewRelTypeDialog.h"
-#include "support/Json.h"
-#include "ui/shape/WindowTestSupport.h"
-#include "undo/UndoStack.h"
+#include "app/undo/UndoStack.h"
+#include "kit/support/Json.h"
+#include "tests/ui/shape/WindowTestSupport.h"
+#include "ui/shape/NewRelTypeDialog.h"
 
 #include <QCheckBox>
 #include <QComboBox>

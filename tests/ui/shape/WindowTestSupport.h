@@ -1,13 +1,13 @@
 #pragma once
 
 // A real window over a temporary library, with one project open, for the views' tests.
-#include "app/AppDelegate.h"
-#include "app/AppModel.h"
-#include "graph/ProjectSession.h"
-#include "graph/ProjectView.h"
-#include "shell/MainWindow.h"
-#include "shell/ToastView.h"
-#include "support/TestSupport.h"
+#include "app/app/AppDelegate.h"
+#include "app/app/AppModel.h"
+#include "app/graph/ProjectSession.h"
+#include "tests/support/TestSupport.h"
+#include "ui/graph/ProjectView.h"
+#include "ui/shell/MainWindow.h"
+#include "ui/shell/ToastView.h"
 
 #include <QAbstractButton>
 #include <QAction>

@@ -1,5 +1,5 @@
-#include "support/Json.h"
-#include "support/TestSupport.h"
+#include "kit/support/Json.h"
+#include "tests/support/TestSupport.h"
 
 #include <QDir>
 #include <QProcess>

@@ -1,5 +1,5 @@
-#include "table/GraphTableView.h"
-#include "ui/shape/WindowTestSupport.h"
+#include "tests/ui/shape/WindowTestSupport.h"
+#include "ui/table/GraphTableView.h"
 
 #include <QComboBox>
 #include <QLabel>
