@@ -66,60 +66,60 @@ TEST(DataLoss, BetweenTwoShapes) {
     const GraphSchema oneWay = withEndpoints(g.wrote, {{P, B}, {B, B}});
 
     for (const Case& c : {
-             Case{"the same shape", g.schema, g.schema, loss(0, 0, 0)},
-             Case{"renames of types and properties keep everything", g.schema, g.with([&](GraphSchema& s) {
-                      s.nodeType(P)->name = "Human";
-                      s.nodeType(P)->properties[1].name = "year of birth";
-                      s.relType(g.wrote)->name = "authored";
-                  }),
-                  loss(0, 0, 0)},
-             Case{"an empty node type, and the relationship type that only it ended", g.schema,
-                  withoutType(g.topic), loss(0, 0, 0)},
-             Case{"a node type with its nodes and every relationship at them", g.schema, withoutType(P),
-                  loss(3, 4, 0, {{g.wrote, {P, B}, 1}, {g.wrote, {B, P}, 1}})},
-             Case{"a node type that kept relationship types end at", g.schema, withoutType(L), loss(1, 1, 0)},
-             Case{"a relationship type with its relationships", g.schema, withoutRel(g.wrote), loss(0, 2, 0)},
-             Case{"merging relationship types loses the folded type's relationships", g.schema,
+             Case("the same shape", g.schema, g.schema, loss(0, 0, 0)),
+             Case("renames of types and properties keep everything", g.schema, g.with([&](GraphSchema& s) {
+                 s.nodeType(P)->name = "Human";
+                 s.nodeType(P)->properties[1].name = "year of birth";
+                 s.relType(g.wrote)->name = "authored";
+             }),
+                  loss(0, 0, 0)),
+             Case("an empty node type, and the relationship type that only it ended", g.schema,
+                  withoutType(g.topic), loss(0, 0, 0)),
+             Case("a node type with its nodes and every relationship at them", g.schema, withoutType(P),
+                  loss(3, 4, 0, {{g.wrote, {P, B}, 1}, {g.wrote, {B, P}, 1}})),
+             Case("a node type that kept relationship types end at", g.schema, withoutType(L), loss(1, 1, 0)),
+             Case("a relationship type with its relationships", g.schema, withoutRel(g.wrote), loss(0, 2, 0)),
+             Case("merging relationship types loses the folded type's relationships", g.schema,
                   g.with([&](GraphSchema& s) {
                       s.relType(g.knows)->name = "wrote";
                       s.mergeDuplicateRelTypes();
                   }),
-                  loss(0, 1, 0)},
-             Case{"a connection taken away with what ran along it", g.schema,
-                  withEndpoints(g.wrote, {{P, B}, {B, B}}), loss(0, 1, 0, {{g.wrote, {B, P}, 1}})},
-             Case{"a direction swapped: the way that goes is named", g.schema,
-                  withEndpoints(g.wrote, {{B, P}, {B, B}}), loss(0, 1, 0, {{g.wrote, {P, B}, 1}})},
-             Case{"a connection nothing ran along", g.schema, withEndpoints(g.wrote, {{P, B}, {B, P}}),
-                  loss(0, 0, 0)},
-             Case{"a two-way loop made one way keeps its relationships", g.schema,
-                  g.with([&](GraphSchema& s) { s.relType(g.knows)->twoWayLoops.reset(); }), loss(0, 0, 0)},
-             Case{"a property with values on some rows", g.schema, g.withoutProperty(P, g.born.id),
-                  loss(0, 0, 1)},
-             Case{"a property without values", g.schema, g.withoutProperty(P, g.homepage.id), loss(0, 0, 0)},
-             Case{"a property of a relationship type", g.schema, g.withoutProperty(g.cites, g.page.id),
-                  loss(0, 0, 1)},
-             Case{"a kind change between text and enum keeps the column", g.schema,
-                  g.withKind(P, g.nick.id, PropertyKind::Choice), loss(0, 0, 0)},
-             Case{"a kind change that re-creates the column", g.schema,
-                  g.withKind(P, g.born.id, PropertyKind::Text), loss(0, 0, 1)},
-             Case{"a kind change of a column without values", g.schema,
-                  g.withKind(P, g.homepage.id, PropertyKind::Number), loss(0, 0, 0)},
-             Case{"values on relationships that go anyway aren't counted again", g.schema,
+                  loss(0, 1, 0)),
+             Case("a connection taken away with what ran along it", g.schema,
+                  withEndpoints(g.wrote, {{P, B}, {B, B}}), loss(0, 1, 0, {{g.wrote, {B, P}, 1}})),
+             Case("a direction swapped: the way that goes is named", g.schema,
+                  withEndpoints(g.wrote, {{B, P}, {B, B}}), loss(0, 1, 0, {{g.wrote, {P, B}, 1}})),
+             Case("a connection nothing ran along", g.schema, withEndpoints(g.wrote, {{P, B}, {B, P}}),
+                  loss(0, 0, 0)),
+             Case("a two-way loop made one way keeps its relationships", g.schema,
+                  g.with([&](GraphSchema& s) { s.relType(g.knows)->twoWayLoops.reset(); }), loss(0, 0, 0)),
+             Case("a property with values on some rows", g.schema, g.withoutProperty(P, g.born.id),
+                  loss(0, 0, 1)),
+             Case("a property without values", g.schema, g.withoutProperty(P, g.homepage.id), loss(0, 0, 0)),
+             Case("a property of a relationship type", g.schema, g.withoutProperty(g.cites, g.page.id),
+                  loss(0, 0, 1)),
+             Case("a kind change between text and enum keeps the column", g.schema,
+                  g.withKind(P, g.nick.id, PropertyKind::Choice), loss(0, 0, 0)),
+             Case("a kind change that re-creates the column", g.schema,
+                  g.withKind(P, g.born.id, PropertyKind::Text), loss(0, 0, 1)),
+             Case("a kind change of a column without values", g.schema,
+                  g.withKind(P, g.homepage.id, PropertyKind::Number), loss(0, 0, 0)),
+             Case("values on relationships that go anyway aren't counted again", g.schema,
                   g.with([&](GraphSchema& s) {
                       s.relType(g.wrote)->endpoints = {{P, B}, {B, B}};
                       s.relType(g.wrote)->properties.clear();
                   }),
-                  loss(0, 1, 1, {{g.wrote, {B, P}, 1}})},
-             Case{"going back from a shape ahead finds the rows under the applied tables", ahead,
+                  loss(0, 1, 1, {{g.wrote, {B, P}, 1}})),
+             Case("going back from a shape ahead finds the rows under the applied tables", ahead,
                   g.with([&](GraphSchema& s) { s.removeNodeType(P); }),
-                  loss(3, 4, 0, {{g.wrote, {P, B}, 1}, {g.wrote, {B, P}, 1}})},
-             Case{"a property the database doesn't have holds nothing", ahead, g.schema, loss(0, 0, 0)},
+                  loss(3, 4, 0, {{g.wrote, {P, B}, 1}, {g.wrote, {B, P}, 1}})),
+             Case("a property the database doesn't have holds nothing", ahead, g.schema, loss(0, 0, 0)),
              // A relationship that no connection of `from` covers still goes with the node at its end.
-             Case{"relationships go with the node at either end", oneWay, g.with([&](GraphSchema& s) {
-                      s.relType(g.wrote)->endpoints = {{P, B}, {B, B}};
-                      s.removeNodeType(P);
-                  }),
-                  loss(3, 4, 0, {{g.wrote, {P, B}, 1}})},
+             Case("relationships go with the node at either end", oneWay, g.with([&](GraphSchema& s) {
+                 s.relType(g.wrote)->endpoints = {{P, B}, {B, B}};
+                 s.removeNodeType(P);
+             }),
+                  loss(3, 4, 0, {{g.wrote, {P, B}, 1}})),
          }) {
         SCOPED_TRACE(c.name);
         const DataLoss found = DataLoss::between(graph, c.from, c.to);
@@ -156,18 +156,18 @@ TEST(DataLoss, WhatADraftLoses) {
         qint64 records, values;
     };
     for (const Case& c : {
-             Case{"nothing changes", g.schema, 0, 0},
-             Case{"their node type goes", g.with([&](GraphSchema& s) { s.removeNodeType(g.person); }), 2, 3},
-             Case{"a property they hold goes", g.withoutProperty(g.person, g.born.id), 0, 1},
-             Case{"a property re-created with another column type",
-                  g.withKind(g.cites, g.page.id, PropertyKind::Text), 0, 1},
-             Case{"a relationship type goes", g.with([&](GraphSchema& s) {
-                      s.relTypes.removeIf([&](const RelType& t) { return t.id == g.cites; });
-                  }),
-                  1, 1},
-             Case{"a renamed property keeps them",
+             Case("nothing changes", g.schema, 0, 0),
+             Case("their node type goes", g.with([&](GraphSchema& s) { s.removeNodeType(g.person); }), 2, 3),
+             Case("a property they hold goes", g.withoutProperty(g.person, g.born.id), 0, 1),
+             Case("a property re-created with another column type",
+                  g.withKind(g.cites, g.page.id, PropertyKind::Text), 0, 1),
+             Case("a relationship type goes", g.with([&](GraphSchema& s) {
+                 s.relTypes.removeIf([&](const RelType& t) { return t.id == g.cites; });
+             }),
+                  1, 1),
+             Case("a renamed property keeps them",
                   g.with([&](GraphSchema& s) { s.nodeType(g.person)->properties[0].name = "full name"; }), 0,
-                  0},
+                  0),
          }) {
         SCOPED_TRACE(c.name);
         const DataLoss found = DataLoss::between(empty, g.schema, c.to, drafts);
