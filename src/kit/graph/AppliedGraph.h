@@ -24,6 +24,9 @@ public:
         : m_shape(shape ? &*shape : nullptr)
         , m_nodes(&nodes)
         , m_rels(&rels) {}
+    // A shape made for the call (a `GraphSchema` converted, say) would be gone before the view is used.
+    AppliedGraph(std::optional<GraphSchema>&&, const QHash<QString, NodeRecord>&,
+                 const QHash<QString, RelRecord>&) = delete;
 
     // The applied shape, or nullptr.
     const GraphSchema* shape() const { return m_shape; }
