@@ -30,10 +30,12 @@ struct DraftRecord {
 // What going from one shape to another would delete from the graph: nodes, relationships, and values in
 // columns that go; and, when drafts are given, what those lose.
 struct DataLoss {
-    qint64 nodes = 0; // nodes of node types that go
-    qint64 relationships =
-        0;             // relationships of types that go, along connections that go, or at a node that goes
-    qint64 values = 0; // values on rows that stay, in columns that go or come back with another type
+    // Nodes of node types that go.
+    qint64 nodes = 0;
+    // Relationships of types that go, along connections that go, or at a node that goes.
+    qint64 relationships = 0;
+    // Values on rows that stay, in columns that go or come back with another type.
+    qint64 values = 0;
     // The connections that go from relationship types that stay and that at least one relationship ran
     // along, in the order of the shape the change starts from. A relationship counts in each connection
     // it ran along, and once in `relationships`.
