@@ -112,7 +112,7 @@ void BM_RenamePropertyMigratesAndReloads(benchmark::State& state) {
     const QUuid born = session.project().schema.nodeTypes[0].properties[1].id;
     bool flip = false;
     for (auto _ : state) {
-        session.renameProperty(born, PropertyOwner::node(person), flip ? "born" : "year of birth");
+        session.shape().renameProperty(born, PropertyOwner::node(person), flip ? "born" : "year of birth");
         flip = !flip;
     }
     session.close();

@@ -223,11 +223,13 @@ void AppModel::rename(const Project& project, const QString& name) {
     QString trimmed = name.trimmed();
     if (trimmed.isEmpty())
         return;
-    Project renamed = project;
+    // The open project is renamed by its session, which writes nothing while another copy has it.
     if (m_session && m_session->project().id == project.id) {
-        m_session->setProjectName(trimmed);
-        renamed = m_session->project();
+        m_session->rename(trimmed);
+        refresh();
+        return;
     }
+    Project renamed = project;
     renamed.name = trimmed;
     try {
         m_library.save(renamed);

@@ -1,6 +1,8 @@
 // The session's edits of nodes and relationships, each with its undo step.
+#include "app/canvas/CanvasState.h"
 #include "app/graph/ProjectSession.h"
 #include "app/undo/UndoStack.h"
+#include "kit/schema/ValueRefusal.h"
 #include "kit/schema/Identifier.h"
 #include "kit/support/Json.h"
 
@@ -62,7 +64,7 @@ void ProjectSession::dropFromMemory(const QSet<QString>& nodeIds, const QSet<QSt
         m_nodes.remove(id);
     for (const QString& id : relIds)
         m_rels.remove(id);
-    forget(nodeIds);
+    m_graphCanvas->forget(nodeIds);
     for (const QString& id : m_selection.ids) {
         if (nodeIds.contains(id) || relIds.contains(id)) {
             setSelection(GraphSelection());
@@ -86,9 +88,23 @@ std::optional<QString> ProjectSession::createNode(const NodeType& type, const QS
     return node.id;
 }
 
+std::optional<QString> ProjectSession::createRelationship(const QUuid& typeId, const QString& from,
+                                                          const QString& to) {
+    const RelType* type = m_project.schema.relType(typeId);
+    const auto table = tableOf(typeId);
+    if (!type || !table) {
+        setNotice(QStringLiteral("That relationship type isn't in the graph yet."));
+        return std::nullopt;
+    }
+    RelRecord rel{newId(), *table, from, to, {}};
+    if (!insert(rel))
+        return std::nullopt;
+    return rel.id;
+}
+
 bool ProjectSession::insert(NodeRecord node, std::optional<QPointF> at, bool pin,
                             const QList<RelRecord>& with) {
-    if (!m_store)
+    if (!writable())
         return false;
     const NodeType* type = m_project.schema.nodeTypeForTable(node.label);
     node.properties = withoutNulls(withDefaults(node.properties, type ? &type->properties : nullptr));
@@ -121,16 +137,16 @@ bool ProjectSession::insert(NodeRecord node, std::optional<QPointF> at, bool pin
     m_nodes.insert(node.id, node);
     for (const RelRecord& rel : std::as_const(rels))
         m_rels.insert(rel.id, rel);
-    put(node.id, at);
+    m_graphCanvas->put(node.id, at);
     if (pin)
-        m_graphPinned.insert(node.id);
+        m_graphCanvas->pin(node.id);
     rebuildDerived();
     registerUndo(QStringLiteral("Add Node"), [this, id = node.id] { deleteNode(id); });
     return true;
 }
 
 bool ProjectSession::insert(RelRecord rel) {
-    if (!m_store)
+    if (!writable())
         return false;
     if (m_rels.contains(rel.id)) {
         setNotice(QStringLiteral("That relationship is already in the graph."));
@@ -160,7 +176,7 @@ bool ProjectSession::insert(RelRecord rel) {
 
 bool ProjectSession::updateRecord(const QString& id, bool isNode, const PropertyMap& set,
                                   const QString& actionName) {
-    if (!m_store)
+    if (!writable())
         return false;
     PropertyMap* held = nullptr;
     QString label;
@@ -272,77 +288,29 @@ bool ProjectSession::setValueFromText(const QString& recordId, const QUuid& prop
     return true;
 }
 
-std::optional<QString> ProjectSession::refusalOfText(const PropertyDef& property, const QString& text) {
-    if (property.value(text))
-        return std::nullopt;
-    const QString typed = text.trimmed();
-    switch (property.kind) {
-    case PropertyKind::Number:
-        return QStringLiteral("“%1” isn't a number.").arg(typed);
-    case PropertyKind::Link:
-        return QStringLiteral("“%1” isn't a link.").arg(typed);
-    case PropertyKind::Boolean:
-        return QStringLiteral("“%1” isn't yes or no.").arg(typed);
-    case PropertyKind::Choice:
-        if (property.options.value_or(QStringList()).isEmpty())
-            return QStringLiteral("“%1” has no options yet.").arg(property.name);
-        return QStringLiteral("“%1” isn't one of the options of “%2”: %3.")
-            .arg(typed, property.name, property.options->join(QStringLiteral(", ")));
-    case PropertyKind::Text:
-        break;
-    }
-    return QStringLiteral("“%1” can't be used here.").arg(typed);
-}
-
 // -- Deleting ----------------------------------------------------------------------------------------
 
-void ProjectSession::deleteNode(const QString& id) {
-    if (!m_store)
-        return;
-    auto it = m_nodes.constFind(id);
-    if (it == m_nodes.constEnd())
-        return;
-    const NodeRecord node = *it;
-    const QList<RelRecord> rels = touching({id});
-    QHash<QString, QPointF> positions;
-    if (m_graphPositions.contains(id))
-        positions.insert(id, m_graphPositions.value(id));
-    QSet<QString> pinned;
-    if (m_graphPinned.contains(id))
-        pinned.insert(id);
-
-    try {
-        m_store->deleteNode(id, node.label);
-    } catch (const UserFacingError& error) {
-        failStore(error);
-        return;
+ProjectSession::Removal ProjectSession::removal(const QList<NodeRecord>& nodes,
+                                                const QList<RelRecord>& rels) const {
+    Removal removal{nodes, rels, {}, {}, {}};
+    const CanvasState& canvas = *m_graphCanvas;
+    for (const NodeRecord& node : nodes) {
+        if (canvas.positions().contains(node.id))
+            removal.positions.insert(node.id, canvas.positions().value(node.id));
+        if (canvas.pinned().contains(node.id))
+            removal.pinned.insert(node.id);
+        if (canvas.shown().contains(node.id))
+            removal.shown.insert(node.id);
     }
+    return removal;
+}
 
-    QSet<QString> relIds;
-    for (const RelRecord& rel : rels)
-        relIds.insert(rel.id);
-    dropFromMemory({id}, relIds);
-    rebuildDerived();
-    registerUndo(QStringLiteral("Delete Node"),
-                 [this, node, rels, positions, pinned] { restoreRecords({node}, rels, positions, pinned); });
+void ProjectSession::deleteNode(const QString& id) {
+    removeRecords({id}, {}, QStringLiteral("Delete Node"));
 }
 
 void ProjectSession::deleteRel(const QString& id) {
-    if (!m_store)
-        return;
-    auto it = m_rels.constFind(id);
-    if (it == m_rels.constEnd())
-        return;
-    const RelRecord rel = *it;
-    try {
-        m_store->deleteRel(id, rel.label);
-    } catch (const UserFacingError& error) {
-        failStore(error);
-        return;
-    }
-    dropFromMemory({}, {id});
-    rebuildDerived();
-    registerUndo(QStringLiteral("Delete Relationship"), [this, rel] { insert(rel); });
+    removeRecords({}, {id}, QStringLiteral("Delete Relationship"));
 }
 
 void ProjectSession::deleteSelection() {
@@ -369,6 +337,10 @@ void ProjectSession::deleteSelection() {
         deleteNode(*ids.begin());
         return;
     }
+    askToDelete(ids);
+}
+
+void ProjectSession::askToDelete(const QSet<QString>& ids) {
     const qint64 connections = touching(ids).size();
     DataLossConfirmation confirmation;
     confirmation.title = QStringLiteral("Delete %1 nodes?").arg(ids.size());
@@ -379,22 +351,28 @@ void ProjectSession::deleteSelection() {
                   .arg(counted(connections, QStringLiteral("connection")))
             : QStringLiteral("They're deleted from your graph, not just hidden. Undo brings them back.");
     confirmation.actionTitle = QStringLiteral("Delete");
-    confirmation.perform = [this, ids = sortedIds(ids)] {
-        if (m_undo)
-            m_undo->beginGroup();
+    // One transaction and one undo step, so that Undo brings all of them back or none. When the graph
+    // changed while the question stood, it is asked again with what would now be deleted.
+    confirmation.perform = [this, ids, connections] {
+        QSet<QString> present;
         for (const QString& id : ids)
-            deleteNode(id);
-        if (m_undo) {
-            m_undo->setActionName(QStringLiteral("Delete Nodes"));
-            m_undo->endGroup();
+            if (m_nodes.contains(id))
+                present.insert(id);
+        if (present.size() < 2 || present.size() != ids.size() || touching(present).size() != connections) {
+            if (present.size() >= 2)
+                askToDelete(present);
+            else if (!present.isEmpty())
+                removeRecords(QStringList(present.begin(), present.end()), {}, QStringLiteral("Delete Node"));
+            return;
         }
+        removeRecords(sortedIds(ids), {}, QStringLiteral("Delete Nodes"));
     };
-    ask(std::move(confirmation));
+    requestConfirmation(std::move(confirmation));
 }
 
-ProjectSession::RemovedCounts ProjectSession::removeRecords(const QStringList& nodeIds,
-                                                            const QStringList& relIds) {
-    if (!m_store)
+ProjectSession::RemovedCounts ProjectSession::removeRecords(const QStringList& nodeIds, const QStringList& relIds,
+                                                            const QString& action) {
+    if (!writable())
         return {};
     QList<NodeRecord> nodes;
     QSet<QString> nodeSet;
@@ -419,16 +397,10 @@ ProjectSession::RemovedCounts ProjectSession::removeRecords(const QStringList& n
     if (nodes.isEmpty() && rels.isEmpty())
         return {};
 
-    QHash<QString, QPointF> positions;
-    QSet<QString> pinned;
+    const Removal taken = removal(nodes, rels);
     QList<RecordKey> nodeKeys;
-    for (const NodeRecord& node : std::as_const(nodes)) {
+    for (const NodeRecord& node : std::as_const(nodes))
         nodeKeys.append({node.id, node.label});
-        if (m_graphPositions.contains(node.id))
-            positions.insert(node.id, m_graphPositions.value(node.id));
-        if (m_graphPinned.contains(node.id))
-            pinned.insert(node.id);
-    }
     QList<RecordKey> relKeys;
     for (const RelRecord& rel : std::as_const(rels))
         relKeys.append({rel.id, rel.label});
@@ -441,33 +413,45 @@ ProjectSession::RemovedCounts ProjectSession::removeRecords(const QStringList& n
     }
     dropFromMemory(nodeSet, relSet);
     rebuildDerived();
-    registerUndo(QStringLiteral("Delete"),
-                 [this, nodes, rels, positions, pinned] { restoreRecords(nodes, rels, positions, pinned); });
+    registerUndo(action, [this, taken, action] { restoreRecords(taken, action); });
     return {nodes.size(), rels.size()};
 }
 
-void ProjectSession::restoreRecords(const QList<NodeRecord>& nodes, const QList<RelRecord>& rels,
-                                    const QHash<QString, QPointF>& positions, const QSet<QString>& pinned) {
-    if (!m_store)
+// Puts back what removeRecords took, in one transaction: the records exactly as they were (no defaults
+// of today's shape), and for each node whether it was shown, where it stood and whether it was pinned.
+void ProjectSession::restoreRecords(const Removal& taken, const QString& action) {
+    if (!writable()) {
+        if (m_undo)
+            m_undo->refuse();
         return;
+    }
     QList<NodeRecord> restoredNodes;
-    for (const NodeRecord& node : nodes)
+    for (const NodeRecord& node : taken.nodes)
         if (!m_nodes.contains(node.id))
             restoredNodes.append(node);
     QList<RelRecord> restoredRels;
     QList<RelInsertion> insertions;
-    for (const RelRecord& rel : rels) {
+    qsizetype endless = 0;
+    for (const RelRecord& rel : taken.rels) {
         if (m_rels.contains(rel.id))
             continue;
         auto from = endLabel(rel.from, restoredNodes);
         auto to = endLabel(rel.to, restoredNodes);
-        if (!from || !to)
+        if (!from || !to) {
+            ++endless;
             continue;
+        }
         insertions.append({rel, *from, *to});
         restoredRels.append(rel);
     }
-    if (restoredNodes.isEmpty() && restoredRels.isEmpty())
+    if (restoredNodes.isEmpty() && restoredRels.isEmpty()) {
+        if (endless > 0) {
+            setNotice(missingEnds);
+            if (m_undo)
+                m_undo->refuse();
+        }
         return;
+    }
 
     try {
         m_store->insertRecords(restoredNodes, insertions);
@@ -480,10 +464,9 @@ void ProjectSession::restoreRecords(const QList<NodeRecord>& nodes, const QList<
     for (const NodeRecord& node : std::as_const(restoredNodes)) {
         m_nodes.insert(node.id, node);
         nodeIds.append(node.id);
-        put(node.id,
-            positions.contains(node.id) ? std::optional<QPointF>(positions.value(node.id)) : std::nullopt);
-        if (pinned.contains(node.id))
-            m_graphPinned.insert(node.id);
+        const auto at = taken.positions.constFind(node.id);
+        m_graphCanvas->restoreNode(node.id, at != taken.positions.cend() ? std::optional<QPointF>(*at) : std::nullopt,
+                                   taken.shown.contains(node.id), taken.pinned.contains(node.id));
     }
     QStringList relIds;
     for (const RelRecord& rel : std::as_const(restoredRels)) {
@@ -491,13 +474,16 @@ void ProjectSession::restoreRecords(const QList<NodeRecord>& nodes, const QList<
         relIds.append(rel.id);
     }
     rebuildDerived();
-    registerUndo(QStringLiteral("Delete"), [this, nodeIds, relIds] { removeRecords(nodeIds, relIds); });
+    if (endless > 0)
+        setNotice(QStringLiteral("%1 couldn't come back: an end of each is gone from the graph.")
+                      .arg(counted(endless, QStringLiteral("relationship"))));
+    registerUndo(action, [this, nodeIds, relIds, action] { removeRecords(nodeIds, relIds, action); });
 }
 
 // -- A plan ------------------------------------------------------------------------------------------
 
 GraphAdded ProjectSession::applyGraphPlan(const GraphPlan& plan) {
-    if (plan.isEmpty() || !m_store)
+    if (plan.isEmpty() || !writable())
         return {};
     if (m_undo)
         m_undo->beginGroup();
@@ -511,10 +497,11 @@ GraphAdded ProjectSession::applyGraphPlan(const GraphPlan& plan) {
     QSet<QString> show(plan.merged.begin(), plan.merged.end());
     const qsizetype count = plan.nodes.size();
     const double radius = std::sqrt(double(count)) * 36 + 40;
+    const QPointF centre = m_graphCanvas->viewCentre();
     for (qsizetype i = 0; i < count; ++i) {
         const double angle = double(i) / double(count) * 2 * M_PI + double(i) * 0.37;
         const double distance = radius * (double((i * 7919) % 100) * 0.6 / 100 + 0.4);
-        const QPointF at = m_viewCentre + QPointF(std::cos(angle) * distance, std::sin(angle) * distance);
+        const QPointF at = centre + QPointF(std::cos(angle) * distance, std::sin(angle) * distance);
         if (insert(plan.nodes[i], at, false)) {
             ++added.nodes;
             show.insert(plan.nodes[i].id);
@@ -547,8 +534,7 @@ GraphAdded ProjectSession::applyGraphPlan(const GraphPlan& plan) {
         setSelection(GraphSelection());
         for (const QString& id : std::as_const(show))
             if (m_nodes.contains(id))
-                m_graphShown.insert(id);
-        scheduleLayoutSave();
+                m_graphCanvas->put(id, std::nullopt);
     }
     if (m_undo) {
         m_undo->setActionName(plan.changesGraph() ? QStringLiteral("Change Graph with AI")
@@ -556,29 +542,6 @@ GraphAdded ProjectSession::applyGraphPlan(const GraphPlan& plan) {
         m_undo->endGroup();
     }
     return added;
-}
-
-// -- The canvas's part -------------------------------------------------------------------------------
-
-void ProjectSession::put(const QString& id, std::optional<QPointF> at) {
-    m_graphShown.insert(id);
-    if (at)
-        m_graphPositions.insert(id, *at);
-    scheduleLayoutSave();
-}
-
-void ProjectSession::forget(const QSet<QString>& ids) {
-    if (ids.isEmpty())
-        return;
-    for (const QString& id : ids) {
-        m_graphPositions.remove(id);
-        m_graphPinned.remove(id);
-        m_graphPinnedHome.remove(id);
-        m_graphShown.remove(id);
-        m_graphParents.remove(id);
-    }
-    m_graphParents.removeIf([&ids](const auto& entry) { return ids.contains(entry.value()); });
-    scheduleLayoutSave();
 }
 
 } // namespace corvantis

@@ -1,10 +1,12 @@
 #include "app/graph/ProjectSession.h"
 
 #include "app/app/Settings.h"
+#include "app/canvas/CanvasState.h"
 #include "app/undo/UndoStack.h"
 #include "kit/graph/GraphDerived.h"
 #include "kit/store/DDLBuilder.h"
 #include "kit/store/GraphStoreError.h"
+#include "kit/store/MigrationCleanupError.h"
 
 #include <QDateTime>
 
@@ -16,15 +18,21 @@ namespace {
 constexpr int showAllLimit = 300;
 constexpr int layoutSaveDelayMs = 600;
 
-QString unavailableNotice(const QString& projectName, const QString& description) {
-    if (description.contains(QStringLiteral("lock"), Qt::CaseInsensitive))
+QString unavailableNotice(const QString& projectName, const GraphStoreError& error) {
+    if (error.kind() == GraphStoreError::Kind::Locked)
         return QStringLiteral(
                    "“%1” is open in another copy of Corvantis, so it can't be opened here. Quit the "
                    "other copy, then open it again. Nothing is saved here meanwhile.")
             .arg(projectName);
     return QStringLiteral("“%1” couldn't be opened: %2 Nothing is saved here meanwhile.")
-        .arg(projectName, description);
+        .arg(projectName, error.message());
 }
+
+const QString recordsLostNotice = QStringLiteral(
+    "Your graph couldn't be read again after its shape changed, so nothing is saved until it can be. "
+    "Close the project and open it again.");
+const QString renameRefused = QStringLiteral(
+    "This project is open in another copy of Corvantis, so it can't be renamed here. Rename it there.");
 
 } // namespace
 
@@ -38,11 +46,10 @@ ProjectSession::ProjectSession(const Project& project, const ProjectLibrary& lib
     : QObject(parent)
     , m_project(project)
     , m_library(library)
-    , m_settings(settings) {
-    m_layoutSave.setSingleShot(true);
-    m_layoutSave.setTimerType(Qt::PreciseTimer);
-    m_layoutSave.setInterval(layoutSaveDelayMs);
-    connect(&m_layoutSave, &QTimer::timeout, this, &ProjectSession::saveLayout);
+    , m_settings(settings)
+    , m_graphCanvas(new CanvasState(layoutSaveDelayMs, this))
+    , m_shape(new ShapeEditor(*this, this)) {
+    connect(m_graphCanvas, &CanvasState::saveDue, this, &ProjectSession::saveLayout);
     open(std::move(openStore));
 }
 
@@ -63,50 +70,68 @@ void ProjectSession::open(SessionStoreOpener openStore) {
 
     if (m_project.appliedSchema) {
         openGraph(openStore);
-        return;
+    } else {
+        // The first opening: the database starts from the empty shape and is brought to the project's.
+        // A copy that can't open the database leaves the project as it found it.
+        m_project.appliedSchema = GraphSchema();
+        openGraph(openStore);
+        if (m_graphUnavailable) {
+            m_project.appliedSchema.reset();
+        } else {
+            syncDatabase();
+        }
     }
-    // The first opening: the database starts from the empty shape and is brought to the project's.
-    // A copy that can't open the database leaves the project as it found it.
-    m_project.appliedSchema = GraphSchema();
-    openGraph(openStore);
-    if (m_graphUnavailable) {
-        m_project.appliedSchema.reset();
-        return;
-    }
-    syncDatabase();
-    save();
+    // A project with no shape yet has nothing to show as a graph.
+    if (m_project.schema.nodeTypes.isEmpty())
+        m_mode = SessionMode::Shape;
 }
 
 void ProjectSession::openGraph(const SessionStoreOpener& openStore) {
+    bool matches = true;
     try {
         m_store = openStore(m_library.databasePath(m_project.id));
-        loadRecords(*m_store);
-    } catch (const UserFacingError& error) {
+        matches = matchDatabase();
+        if (matches)
+            loadRecords(*m_store);
+    } catch (const GraphStoreError& error) {
         m_store.reset();
         m_graphUnavailable = true;
         m_nodes.clear();
         m_rels.clear();
-        setNotice(unavailableNotice(m_project.name, error.message()));
+        setNotice(unavailableNotice(m_project.name, error));
         rebuildDerived();
         return;
     }
-
-    const GraphLayout layout = m_library.layout(m_project.id);
-    if (layout.shown) {
-        m_graphShown = *layout.shown;
-    } else if (m_nodes.size() <= showAllLimit) {
-        m_graphShown = QSet<QString>(m_nodes.keyBegin(), m_nodes.keyEnd());
+    if (!matches) {
+        // Neither shape: whatever is read stays as it is, and nothing is written.
+        m_graphUnavailable = true;
+        setNotice(QStringLiteral("The database of “%1” doesn't match the shape in its project file, so the "
+                                 "project is open for reading only and nothing is saved.")
+                      .arg(m_project.name));
+        try {
+            loadRecords(*m_store);
+        } catch (const GraphStoreError&) {
+            m_nodes.clear();
+            m_rels.clear();
+        }
     }
-    for (auto it = layout.positions.begin(); it != layout.positions.end(); ++it)
-        if (m_nodes.contains(it.key()))
-            m_graphPositions.insert(it.key(), QPointF(it->x, it->y));
-    for (const QString& id : layout.pinned)
-        if (m_nodes.contains(id))
-            m_graphPinned.insert(id);
-    if (layout.parents)
-        for (auto it = layout.parents->begin(); it != layout.parents->end(); ++it)
-            m_graphParents.insert(it.key(), it.value());
+    const GraphLayout layout = m_library.layout(m_project.id);
+    m_graphCanvas->restore(layout, QSet<QString>(m_nodes.keyBegin(), m_nodes.keyEnd()), showAllLimit);
     rebuildDerived();
+}
+
+bool ProjectSession::matchDatabase() {
+    Q_ASSERT(m_project.appliedSchema);
+    const TableCatalog held = m_store->describeTables();
+    if (held == TableCatalog::of(*m_project.appliedSchema))
+        return true;
+    // The migration to `schema` committed, and the save that should have followed it was lost.
+    if (held == TableCatalog::of(m_project.schema)) {
+        m_project.appliedSchema = m_project.schema;
+        save();
+        return true;
+    }
+    return false;
 }
 
 void ProjectSession::loadRecords(GraphStore& store) {
@@ -140,34 +165,28 @@ void ProjectSession::loadRecords(GraphStore& store) {
 
 void ProjectSession::rebuildDerived() {
     GraphDerived::Maps maps = GraphDerived::of(m_nodes, m_rels);
-    m_degrees = std::move(maps.degrees);
-    m_adjacency = std::move(maps.adjacency);
-    m_relCounts = std::move(maps.relCounts);
-    m_typeCounts = std::move(maps.typeCounts);
+    m_derived.degrees = std::move(maps.degrees);
+    m_derived.adjacency = std::move(maps.adjacency);
+    m_derived.relCounts = std::move(maps.relCounts);
+    m_derived.typeCounts = std::move(maps.typeCounts);
     ++m_topology;
     emit graphChanged();
 }
 
-void ProjectSession::reloadGraph() {
+bool ProjectSession::reloadGraph() {
     if (!m_store)
-        return;
+        return false;
     try {
         loadRecords(*m_store);
-    } catch (const UserFacingError& error) {
-        setNotice(error.message());
+        m_recordsLost = false;
+    } catch (const GraphStoreError& error) {
+        // Records with the old labels would aim later edits at tables that are gone: hold none.
+        m_recordsLost = true;
+        m_nodes.clear();
+        m_rels.clear();
+        setNotice(recordsLostNotice);
     }
-    QSet<QString> vanished;
-    auto collect = [&](const auto& ids) {
-        for (const QString& id : ids)
-            if (!m_nodes.contains(id) && !m_rels.contains(id))
-                vanished.insert(id);
-    };
-    collect(m_graphShown);
-    collect(m_graphPinned);
-    collect(m_graphPositions.keys());
-    collect(m_graphParents.keys());
-    if (!vanished.isEmpty())
-        forget(vanished);
+    m_graphCanvas->keepOnly([this](const QString& id) { return m_nodes.contains(id) || m_rels.contains(id); });
     for (const QString& id : m_selection.ids) {
         if (!m_nodes.contains(id) && !m_rels.contains(id)) {
             setSelection(GraphSelection());
@@ -175,6 +194,20 @@ void ProjectSession::reloadGraph() {
         }
     }
     rebuildDerived();
+    return !m_recordsLost;
+}
+
+bool ProjectSession::writable() {
+    if (m_graphUnavailable || !m_store)
+        return false;
+    if (!m_recordsLost)
+        return true;
+    if (reloadGraph()) {
+        if (m_notice == recordsLostNotice)
+            setNotice(std::nullopt);
+        return true;
+    }
+    return false;
 }
 
 // -- Keeping the database in step with the shape ------------------------------------------------------
@@ -183,85 +216,186 @@ bool ProjectSession::hasPendingChanges() const {
     return m_project.isFinalized() && *m_project.appliedSchema != m_project.schema;
 }
 
-bool ProjectSession::syncDatabase() {
-    if (m_project.appliedSchema && *m_project.appliedSchema == m_project.schema)
-        return false;
+SessionCore::ShapeChange ProjectSession::applyShape(const GraphSchema& after, const QList<MovedValue>* putBack) {
+    m_project.schema = after;
+    emit projectChanged();
+    return syncDatabase(putBack);
+}
+
+// Every way out saves "project.json", so that the file always holds the shape and what the database has.
+SessionCore::ShapeChange ProjectSession::syncDatabase(const QList<MovedValue>* putBack) {
+    if (m_project.appliedSchema && *m_project.appliedSchema == m_project.schema) {
+        save();
+        return {};
+    }
     // An invalid shape stays a draft; an empty one needs no validity.
-    if (!m_project.schema.nodeTypes.isEmpty() && !m_project.schema.validate().isEmpty())
-        return false;
+    if (!m_project.schema.nodeTypes.isEmpty() && !m_project.schema.validate().isEmpty()) {
+        save();
+        return {ShapeOutcome::Pending, {}};
+    }
 
     const GraphSchema applied = m_project.appliedSchema.value_or(GraphSchema());
-    const QStringList statements = DDLBuilder::statements(m_project.appliedSchema, m_project.schema);
-    const QList<DefaultFill> fills = DDLBuilder::fills(m_project.appliedSchema, m_project.schema);
-    const QList<ValueReplacement> replacements =
-        DDLBuilder::replacements(m_project.appliedSchema, m_project.schema);
+    MigrationPlan plan = DDLBuilder::plan(m_project.appliedSchema, m_project.schema);
+    if (putBack) {
+        plan.fills.clear();
+        plan.replacements.clear();
+    }
+    const QList<DefaultFill>& fills = plan.fills;
+    const QList<ValueReplacement>& replacements = plan.replacements;
     const bool lost = losesData(applied, m_project.schema);
+    ShapeChange change{lost ? ShapeOutcome::AppliedLost : ShapeOutcome::Applied, {}};
 
     if (m_store) {
         try {
-            m_store->execute(statements);
-        } catch (const UserFacingError& error) {
+            m_store->migrate(plan);
+        } catch (const MigrationCleanupError& error) {
+            // The statements committed: the database holds the new shape whatever the tidying did.
             setNotice(error.message());
-            pruneShapeSelection();
-            return false;
+        } catch (const GraphStoreError& error) {
+            // Nothing was committed: the shape waits in `schema`, and the next sync tries it again.
+            setNotice(error.message());
+            m_shape->pruneSelection();
+            save();
+            return {ShapeOutcome::Pending, {}};
         }
+    }
+    // "project.json" names the tables the database now holds before anything else can fail.
+    m_project.appliedSchema = m_project.schema;
+    save();
+    emit projectChanged();
+
+    if (m_store) {
+        change.moved = valuesMovedBy(fills, replacements);
         try {
             m_store->fill(fills);
-        } catch (const UserFacingError& error) {
+        } catch (const GraphStoreError& error) {
             setNotice(error.message());
             m_project.schema.dropDefaults(fills, applied);
+            m_project.appliedSchema = m_project.schema;
+            change.moved.removeIf([&](const MovedValue& value) {
+                for (const DefaultFill& fill : std::as_const(fills))
+                    if (fill.column == value.column && fill.isNode == value.isNode)
+                        return true;
+                return false;
+            });
+            save();
         }
         try {
             m_store->replace(replacements);
-        } catch (const UserFacingError& error) {
+        } catch (const GraphStoreError& error) {
             setNotice(error.message());
+            change.moved.removeIf([&](const MovedValue& value) {
+                for (const ValueReplacement& replacement : std::as_const(replacements))
+                    if (replacement.column == value.column && replacement.isNode == value.isNode)
+                        return true;
+                return false;
+            });
         }
+        if (putBack)
+            putBackValues(*putBack);
     }
-    m_project.appliedSchema = m_project.schema;
-    emit projectChanged();
 
-    if (!statements.isEmpty() || !fills.isEmpty() || !replacements.isEmpty())
+    if (!plan.isEmpty() || (putBack && !putBack->isEmpty()))
         reloadGraph();
     if (lost && m_undo)
         m_undo->removeAllActions(this);
-    return lost;
+    return change;
 }
 
-void ProjectSession::save() {
+QList<SessionCore::MovedValue> ProjectSession::valuesMovedBy(const QList<DefaultFill>& fills,
+                                                             const QList<ValueReplacement>& replacements) const {
+    QList<MovedValue> moved;
+    QSet<std::pair<QString, QString>> seen; // (record id, column): the first change of a value counts
+    auto typeOf = [this](const QString& table, bool isNode) {
+        if (isNode) {
+            const NodeType* type = m_project.schema.nodeTypeForTable(table);
+            return type ? type->id : QUuid();
+        }
+        const RelType* type = m_project.schema.relTypeForTable(table);
+        return type ? type->id : QUuid();
+    };
+    auto visit = [&](const QString& table, bool isNode, const QString& column,
+                     const std::function<bool(const GraphValue&)>& rewrites) {
+        const QUuid type = typeOf(table, isNode);
+        auto consider = [&](const QString& id, const PropertyMap& properties) {
+            const GraphValue held = properties.value(column);
+            if (!rewrites(held) || seen.contains({id, column}))
+                return;
+            seen.insert({id, column});
+            moved.append({id, isNode, type, column, held});
+        };
+        if (isNode) {
+            for (const NodeRecord& node : m_nodes)
+                if (node.label == table)
+                    consider(node.id, node.properties);
+        } else {
+            for (const RelRecord& rel : m_rels)
+                if (rel.label == table)
+                    consider(rel.id, rel.properties);
+        }
+    };
+    for (const DefaultFill& fill : fills)
+        visit(fill.table, fill.isNode, fill.column, [&fill](const GraphValue& held) {
+            return (held.isNull() || (fill.replacing && held == *fill.replacing)) && held != fill.value;
+        });
+    for (const ValueReplacement& replacement : replacements)
+        visit(replacement.table, replacement.isNode, replacement.column, [&replacement](const GraphValue& held) {
+            return held.asString() && *held.asString() == replacement.from;
+        });
+    return moved;
+}
+
+bool ProjectSession::putBackValues(const QList<MovedValue>& values) {
+    try {
+        for (const MovedValue& value : values) {
+            const auto table = tableOf(value.type);
+            if (!table)
+                continue;
+            const PropertyMap set{{value.column, value.before}};
+            if (value.isNode)
+                m_store->updateNode(value.id, *table, set);
+            else
+                m_store->updateRel(value.id, *table, set);
+        }
+    } catch (const GraphStoreError& error) {
+        setNotice(error.message());
+        return false;
+    }
+    return true;
+}
+
+bool ProjectSession::save() {
+    if (m_graphUnavailable)
+        return false;
     // Whole seconds, as the file keeps them, so that the project in memory equals the one read back.
     QDateTime now = QDateTime::currentDateTimeUtc();
     now.setTime(QTime(now.time().hour(), now.time().minute(), now.time().second()));
     m_project.modifiedAt = now;
+    bool saved = true;
     try {
         m_library.save(m_project);
+        if (m_failedSave && m_notice == m_failedSave)
+            setNotice(std::nullopt);
+        m_failedSave.reset();
     } catch (const UserFacingError& error) {
+        m_failedSave = error.message();
         setNotice(error.message());
+        saved = false;
     }
     emit projectChanged();
+    return saved;
 }
 
-void ProjectSession::scheduleLayoutSave() {
-    if (m_closed)
-        return;
-    m_layoutSave.start();
+void ProjectSession::retryPendingSave() {
+    if (m_failedSave)
+        save();
 }
 
 void ProjectSession::saveLayout() {
-    if (!m_project.isFinalized() || m_graphUnavailable)
+    if (!m_project.isFinalized() || m_graphUnavailable || m_recordsLost)
         return;
-    GraphLayout layout;
-    for (auto it = m_graphPositions.begin(); it != m_graphPositions.end(); ++it) {
-        QPointF point = m_graphPinned.contains(it.key()) ? m_graphPinnedHome.value(it.key(), *it) : *it;
-        layout.positions.insert(it.key(), {point.x(), point.y()});
-    }
-    layout.pinned = m_graphPinned;
-    layout.shown = m_graphShown;
-    QMap<QString, QString> parents;
-    for (auto it = m_graphParents.begin(); it != m_graphParents.end(); ++it)
-        parents.insert(it.key(), it.value());
-    layout.parents = parents;
     try {
-        m_library.saveLayout(layout, m_project.id);
+        m_library.saveLayout(m_graphCanvas->layout(), m_project.id);
     } catch (const UserFacingError&) {
         // The layout is a convenience: a failure to write it must not disturb the person's work.
     }
@@ -271,14 +405,15 @@ QCoro::Task<> ProjectSession::close() {
     if (m_closed)
         co_return;
     m_closed = true;
-    m_layoutSave.stop();
+    m_graphCanvas->cancelSave();
     saveLayout();
+    retryPendingSave();
     if (m_undo)
         m_undo->removeAllActions(this);
-    if (m_store) {
+    if (m_store && !m_graphUnavailable) {
         try {
             m_store->checkpoint();
-        } catch (const UserFacingError&) {
+        } catch (const GraphStoreError&) {
             // The log is replayed at the next opening; closing goes on.
         }
         m_store.reset();
@@ -289,11 +424,16 @@ QCoro::Task<> ProjectSession::close() {
 
 // -- Plain state -------------------------------------------------------------------------------------
 
-void ProjectSession::setProjectName(const QString& name) {
+bool ProjectSession::rename(const QString& name) {
+    if (m_graphUnavailable) {
+        setNotice(renameRefused);
+        return false;
+    }
     if (m_project.name == name)
-        return;
+        return true;
     m_project.name = name;
     emit projectChanged();
+    return save();
 }
 
 void ProjectSession::setMode(SessionMode mode) {
@@ -310,7 +450,7 @@ void ProjectSession::setNotice(const std::optional<QString>& notice) {
     emit noticeChanged();
 }
 
-void ProjectSession::ask(DataLossConfirmation confirmation) {
+void ProjectSession::requestConfirmation(DataLossConfirmation confirmation) {
     confirmation.id = QUuid::createUuid();
     m_confirmation = std::move(confirmation);
     emit confirmationChanged();
@@ -367,11 +507,32 @@ void ProjectSession::setAddsByHand(bool byHand) {
     emit addsByHandChanged();
 }
 
+std::optional<QString> ProjectSession::tableOf(const QUuid& typeId) const {
+    if (!m_project.appliedSchema)
+        return std::nullopt;
+    if (const NodeType* type = m_project.appliedSchema->nodeType(typeId))
+        return type->table();
+    if (const RelType* type = m_project.appliedSchema->relType(typeId))
+        return type->table();
+    return std::nullopt;
+}
+
+int ProjectSession::recordCount(const QUuid& typeId) const {
+    const auto table = tableOf(typeId);
+    if (!table)
+        return 0;
+    if (m_project.appliedSchema->nodeType(typeId))
+        return m_derived.typeCounts.value(*table);
+    return m_derived.relCounts.value(*table);
+}
+
 void ProjectSession::setUndoStack(UndoStack* stack) {
     m_undo = stack;
 }
 
 void ProjectSession::registerUndo(const QString& name, std::function<void()> handler) {
+    // Every change passes here: a save of "project.json" that failed is tried again with it.
+    retryPendingSave();
     if (!m_undo || m_closed)
         return;
     m_undo->registerUndo(this, std::move(handler));

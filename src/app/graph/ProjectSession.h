@@ -1,14 +1,12 @@
 #pragma once
 
 #include "app/graph/GraphSelection.h"
+#include "app/graph/SessionCore.h"
 #include "app/graph/SessionStore.h"
-#include "app/shape/DataLossConfirmation.h"
-#include "app/shape/ShapeSelection.h"
-#include "app/undo/UndoStack.h"
+#include "app/shape/ShapeEditor.h"
 #include "kit/graph/GraphAdded.h"
 #include "kit/graph/GraphPlan.h"
 #include "kit/projects/HistoryEntry.h"
-#include "kit/projects/Project.h"
 #include "kit/projects/ProjectLibrary.h"
 #include "kit/support/UserFacingError.h"
 
@@ -18,23 +16,28 @@
 #include <QPointF>
 #include <QPointer>
 #include <QSet>
-#include <QTimer>
 #include <memory>
 #include <optional>
 
 namespace corvantis {
 
+class CanvasState;
 class Settings;
 
 // The two views of a project.
 enum class SessionMode { Shape, Graph };
 
-// The live form of one open project, on the main thread. It holds the whole graph in memory, is the only
-// writer of the project's database and of its "project.json" while the project is open, and carries out
-// every edit of the graph and of the shape with its undo step. Every write goes to the store first, then
-// to the maps in memory, then to the undo stack, so the maps never hold what the database refused. Every
+// The live form of one open project, on the main thread: a core and the components it owns.
+//
+// The core holds the project, the whole graph in memory with its derived maps, the store, the notice,
+// `topology`, the undo handle and the one confirmation. It is the only writer of the project's database
+// and of its "project.json" while the project is open. Every write goes to the store first, then to the
+// maps in memory, then to the undo stack, so the maps never hold what the database refused; every
 // failure ends in `notice`.
-class ProjectSession : public QObject {
+//
+// The components: the graph canvas's state (`graphCanvas`) and the shape editor (`shape`). They reach
+// the core through `SessionCore`; the session forwards the shape operations under their own names.
+class ProjectSession : public QObject, public SessionCore {
     Q_OBJECT
 public:
     // Opens the project: its database is brought up (created and finalized at the first opening) and
@@ -47,12 +50,12 @@ public:
                    SessionStoreOpener openStore, QObject* parent = nullptr);
     ~ProjectSession() override;
 
-    // -- The project ---------------------------------------------------------------------------------
+    // -- The core --------------------------------------------------------------------------------------
 
-    const Project& project() const { return m_project; }
+    const Project& project() const override { return m_project; }
     const ProjectLibrary& library() const { return m_library; }
-    // Takes a new name into the project in memory (the app model saves it).
-    void setProjectName(const QString& name);
+    // Renames the project and saves it; refused, with a notice, while the graph isn't open here.
+    bool rename(const QString& name);
     // The project is finalized and its shape runs ahead of what the database holds.
     bool hasPendingChanges() const;
 
@@ -60,31 +63,48 @@ public:
     void setMode(SessionMode mode);
 
     std::optional<QString> notice() const { return m_notice; }
-    void setNotice(const std::optional<QString>& notice);
+    void setNotice(const std::optional<QString>& notice) override;
 
     // The edit waiting for consent, if any; `confirm` runs it, `dismissConfirmation` drops it.
     const std::optional<DataLossConfirmation>& confirmation() const { return m_confirmation; }
     void confirm();
     void dismissConfirmation();
+    void requestConfirmation(DataLossConfirmation confirmation) override;
 
-    // -- The graph in memory ---------------------------------------------------------------------------
-
-    const QHash<QString, NodeRecord>& nodes() const { return m_nodes; }
-    const QHash<QString, RelRecord>& rels() const { return m_rels; }
-    const QHash<QString, int>& degrees() const { return m_degrees; }
-    const QHash<QString, QStringList>& adjacency() const { return m_adjacency; }
-    const QHash<QString, int>& typeCounts() const { return m_typeCounts; }
-    const QHash<QString, int>& relCounts() const { return m_relCounts; }
+    const QHash<QString, NodeRecord>& nodes() const override { return m_nodes; }
+    const QHash<QString, RelRecord>& rels() const override { return m_rels; }
+    const QHash<QString, int>& degrees() const { return m_derived.degrees; }
+    const QHash<QString, QStringList>& adjacency() const { return m_derived.adjacency; }
+    const QHash<QString, int>& typeCounts() const { return m_derived.typeCounts; }
+    const QHash<QString, int>& relCounts() const { return m_derived.relCounts; }
     // Raised whenever the set of nodes or relationships changes.
     int topology() const { return m_topology; }
 
-    // The graph canvas: where nodes stand, which are pinned (with their free position while an
-    // arrangement holds them), which are shown, and which node each was brought in by.
-    const QHash<QString, QPointF>& graphPositions() const { return m_graphPositions; }
-    const QSet<QString>& graphPinned() const { return m_graphPinned; }
-    const QHash<QString, QPointF>& graphPinnedHome() const { return m_graphPinnedHome; }
-    const QSet<QString>& graphShown() const { return m_graphShown; }
-    const QHash<QString, QString>& graphParents() const { return m_graphParents; }
+    // The table that holds records of a node or relationship type, by the shape the database holds;
+    // absent for a type the database doesn't have yet.
+    std::optional<QString> tableOf(const QUuid& typeId) const;
+    // How many records the type's table holds.
+    int recordCount(const QUuid& typeId) const;
+
+    // The database, shared with read-only work on other threads; null when the graph isn't open.
+    std::shared_ptr<GraphStore> store() const { return m_store; }
+    bool graphUnavailable() const override { return m_graphUnavailable; }
+    bool writable() override;
+
+    // The window's undo stack; without one no step is registered.
+    UndoStack* undoStack() const override { return m_undo.data(); }
+    void setUndoStack(UndoStack* stack);
+    // Registers an undo step on the window's stack for this session.
+    void registerUndo(const QString& name, std::function<void()> handler) override;
+
+    ShapeChange applyShape(const GraphSchema& after, const QList<MovedValue>* putBack = nullptr) override;
+
+    // Saves what is pending and closes the database. Starts at once; the returned task may be awaited
+    // later, or dropped.
+    QCoro::Task<> close();
+    bool isClosed() const { return m_closed; }
+
+    // -- Session state that views and Build share --------------------------------------------------------
 
     const GraphSelection& selection() const { return m_selection; }
     void setSelection(const GraphSelection& selection);
@@ -100,22 +120,10 @@ public:
     bool addsByHand() const { return m_addsByHand; }
     void setAddsByHand(bool byHand);
 
-    // The database, shared with read-only work on other threads; null when the graph isn't open.
-    std::shared_ptr<GraphStore> store() const { return m_store; }
-    bool graphUnavailable() const { return m_graphUnavailable; }
+    // -- Components ------------------------------------------------------------------------------------
 
-    // The window's undo stack; without one no step is registered.
-    UndoStack* undoStack() const { return m_undo.data(); }
-    void setUndoStack(UndoStack* stack);
-
-    // Saves the layout 0.6 seconds after the last call.
-    void scheduleLayoutSave();
-    bool isLayoutSavePending() const { return m_layoutSave.isActive(); }
-
-    // Saves what is pending and closes the database. Starts at once; the returned task may be awaited
-    // later, or dropped.
-    QCoro::Task<> close();
-    bool isClosed() const { return m_closed; }
+    CanvasState& graphCanvas() const { return *m_graphCanvas; }
+    ShapeEditor& shape() const { return *m_shape; }
 
     // -- Editing the graph -----------------------------------------------------------------------------
 
@@ -124,10 +132,12 @@ public:
     std::optional<QString> createNode(const NodeType& type, const QString& name,
                                       const PropertyMap& values = {},
                                       std::optional<QPointF> at = std::nullopt);
+    // A new relationship of the type between two nodes of the graph; its id, or absent with a notice.
+    std::optional<QString> createRelationship(const QUuid& typeId, const QString& from, const QString& to);
     // Adds a node, and relationships that come with it, with the types' defaults filled in.
     bool insert(NodeRecord node, std::optional<QPointF> at = std::nullopt, bool pin = false,
                 const QList<RelRecord>& with = {});
-    // Adds one relationship between two nodes of the graph.
+    // Adds one relationship between two nodes of the graph, with its type's defaults filled in.
     bool insert(RelRecord rel);
     // Sets values of a node; a null clears. Values equal to those held are left out, and nothing
     // changed registers nothing.
@@ -142,8 +152,6 @@ public:
     // Sets one property of a node or relationship from what a person typed; false, with a notice, when
     // the text is not a value of the property's kind.
     bool setValueFromText(const QString& recordId, const QUuid& property, const QString& text);
-    // The sentence that refuses `text` as a value of the property, or absent when it parses.
-    static std::optional<QString> refusalOfText(const PropertyDef& property, const QString& text);
 
     struct RemovedCounts {
         qint64 nodes = 0;
@@ -151,98 +159,49 @@ public:
         bool operator==(const RemovedCounts& other) const = default;
     };
     // Deletes the nodes with every relationship that touches them, and the listed relationships, in one
-    // transaction; (0, 0) on failure.
-    RemovedCounts removeRecords(const QStringList& nodeIds, const QStringList& relIds);
-    // Puts back what removeRecords took, in one transaction.
-    void restoreRecords(const QList<NodeRecord>& nodes, const QList<RelRecord>& rels,
-                        const QHash<QString, QPointF>& positions, const QSet<QString>& pinned);
+    // transaction, as one undo step named `action`; (0, 0) on failure.
+    RemovedCounts removeRecords(const QStringList& nodeIds, const QStringList& relIds,
+                                const QString& action = QStringLiteral("Delete"));
     // Carries out a plan as one undo step.
     GraphAdded applyGraphPlan(const GraphPlan& plan);
 
-    // Places a node on the graph canvas, at a point when one is given.
-    void put(const QString& id, std::optional<QPointF> at);
-    // Removes ids from every canvas structure.
-    void forget(const QSet<QString>& ids);
     // The values filled with the type's defaults; with no type, the values as they are.
     static PropertyMap withDefaults(const PropertyMap& values, const QList<PropertyDef>* properties);
-    // Registers an undo step on the window's stack for this session.
-    void registerUndo(const QString& name, std::function<void()> handler);
 
-    // The middle of the graph canvas in world coordinates, where new nodes of a plan are scattered.
-    QPointF viewCentre() const { return m_viewCentre; }
-    void setViewCentre(QPointF centre) { m_viewCentre = centre; }
+    // -- Editing the shape (carried out by `shape`) ------------------------------------------------------
 
-    // -- Editing the shape -----------------------------------------------------------------------------
-
-    const std::optional<ShapeSelection>& shapeSelection() const { return m_shapeSelection; }
-    void setShapeSelection(const std::optional<ShapeSelection>& selection);
-
-    // An "Untitled" type with the built-in name as first property and title; its id.
-    std::optional<QUuid> addNodeType(QPointF at);
-    void deleteShapeSelection();
-    void deleteNodeType(const QUuid& id);
-    void deleteRelType(const QUuid& id);
-    void removeConnection(const RelEndpoint& endpoint, const QUuid& rel, bool bothWays);
-    // Which way the stored connection runs.
-    ConnectionDirection direction(const RelEndpoint& endpoint, const QUuid& rel) const;
-    void setDirection(ConnectionDirection direction, const RelEndpoint& endpoint, const QUuid& rel);
-    // One way, then both ways, then the other way (a loop has only the first two).
-    void cycleDirection(const RelEndpoint& endpoint, const QUuid& rel);
-    void removeProperty(const QUuid& property, const PropertyOwner& owner);
-    // Moves every endpoint of `instead` to `existing`, and removes `instead`.
-    void useExistingType(const QUuid& existing, const QUuid& instead);
-    // Adds the connection to the relationship type of the same database name, or to a new type; its id.
-    std::optional<QUuid> addRelationship(const QString& name, const QUuid& from, const QUuid& to,
-                                         bool bothWays);
-    void renameRelType(const QUuid& id, const QString& name);
-    void setExpandPriority(ExpandPriority priority, const QUuid& type);
-    void setEmbedded(const QUuid& property, const PropertyOwner& owner, bool on);
-
-    void renameNodeType(const QUuid& id, const QString& name);
-    void setNodeTypeColor(const QUuid& id, const QString& color);
-    // A new text property with a free name; its id.
-    std::optional<QUuid> addProperty(const PropertyOwner& owner);
-    void renameProperty(const QUuid& property, const PropertyOwner& owner, const QString& name);
-    // Refused while the graph holds values whose column the new kind can't keep.
-    void changeKind(const QUuid& property, const PropertyOwner& owner, PropertyKind kind);
-    void setDefault(const QUuid& property, const PropertyOwner& owner,
-                    const std::optional<GraphValue>& value);
-    // The default from what a person typed (empty clears); false, with a notice, when it doesn't parse.
-    bool setDefaultFromText(const QUuid& property, const PropertyOwner& owner, const QString& text);
-    void setOptions(const QUuid& property, const PropertyOwner& owner, const QStringList& options);
-    // Only a property that can be a title (not a boolean); absent clears.
-    void setTitleProperty(const PropertyOwner& owner, const std::optional<QUuid>& property);
-    // Only a boolean; absent clears.
-    void setMarkProperty(const PropertyOwner& owner, const std::optional<QUuid>& property);
-    void moveProperty(const QUuid& property, const PropertyOwner& owner, int toIndex);
-
-    // Any other change of the shape, by the pattern of every shape edit, as one undo step; a change that
-    // would delete data asks first. Whether the shape changed (or a confirmation now waits).
-    bool editShape(const QString& actionName, const std::function<void(GraphSchema&)>& change);
-
-    // The relationship type is in the shape that the database holds.
-    bool isApplied(const RelType& type) const;
-    // The property is in the database and at least one row holds a value in its column.
-    bool isLocked(const QUuid& property, const PropertyOwner& owner) const;
-    // A relationship of the type runs along the endpoint.
-    bool isLocked(const RelEndpoint& endpoint, const QUuid& rel) const;
-    // The kinds the property may switch to now.
-    QList<PropertyKind> allowedKinds(const QUuid& property, const PropertyOwner& owner) const;
-    // Going from one shape to the other would destroy what rows of the graph hold.
-    bool losesData(const GraphSchema& from, const GraphSchema& to) const;
-    // Rows of the owner's table with no value for the property.
-    int missingCount(const QUuid& property, const PropertyOwner& owner) const;
-    // The distinct texts in the property's column, most frequent first, at most `limit`.
-    QStringList distinctValues(const QUuid& property, const PropertyOwner& owner, int limit) const;
-
-    // What a shape change would delete: nodes, relationships, and values in columns that go.
-    struct DataLoss {
-        qint64 nodes = 0;
-        qint64 relationships = 0;
-        qint64 values = 0;
-        bool any() const { return nodes > 0 || relationships > 0 || values > 0; }
-    };
-    DataLoss dataLoss(const GraphSchema& from, const GraphSchema& to) const;
+    std::optional<QUuid> addNodeType(QPointF at) { return m_shape->addNodeType(at); }
+    void deleteShapeSelection() { m_shape->deleteShapeSelection(); }
+    void deleteRelType(const QUuid& id) { m_shape->deleteRelType(id); }
+    void removeConnection(const RelEndpoint& endpoint, const QUuid& rel, bool bothWays) {
+        m_shape->removeConnection(endpoint, rel, bothWays);
+    }
+    void setDirection(ConnectionDirection direction, const RelEndpoint& endpoint, const QUuid& rel) {
+        m_shape->setDirection(direction, endpoint, rel);
+    }
+    void cycleDirection(const RelEndpoint& endpoint, const QUuid& rel) { m_shape->cycleDirection(endpoint, rel); }
+    void removeProperty(const QUuid& property, const PropertyOwner& owner) {
+        m_shape->removeProperty(property, owner);
+    }
+    void useExistingType(const QUuid& existing, const QUuid& instead) { m_shape->useExistingType(existing, instead); }
+    std::optional<QUuid> addRelationship(const QString& name, const QUuid& from, const QUuid& to, bool bothWays) {
+        return m_shape->addRelationship(name, from, to, bothWays);
+    }
+    void renameRelType(const QUuid& id, const QString& name) { m_shape->renameRelType(id, name); }
+    void setExpandPriority(ExpandPriority priority, const QUuid& type) { m_shape->setExpandPriority(priority, type); }
+    void setEmbedded(const QUuid& property, const PropertyOwner& owner, bool on) {
+        m_shape->setEmbedded(property, owner, on);
+    }
+    bool isApplied(const RelType& type) const { return m_shape->isApplied(type); }
+    bool isLocked(const QUuid& property, const PropertyOwner& owner) const { return m_shape->isLocked(property, owner); }
+    bool isLocked(const RelEndpoint& endpoint, const QUuid& rel) const { return m_shape->isLocked(endpoint, rel); }
+    bool losesData(const GraphSchema& from, const GraphSchema& to) const { return m_shape->losesData(from, to); }
+    int missingCount(const QUuid& property, const PropertyOwner& owner) const {
+        return m_shape->missingCount(property, owner);
+    }
+    QStringList distinctValues(const QUuid& property, const PropertyOwner& owner, int limit) const {
+        return m_shape->distinctValues(property, owner, limit);
+    }
 
 signals:
     void projectChanged();
@@ -252,49 +211,58 @@ signals:
     // The records in memory changed (values, or which records there are).
     void graphChanged();
     void selectionChanged();
-    void shapeSelectionChanged();
     void searchScopeChanged();
     void addsByHandChanged();
     void closed();
 
 private:
+    // What a session's maps derive from the records.
+    struct Derived {
+        QHash<QString, int> degrees;
+        QHash<QString, QStringList> adjacency;
+        QHash<QString, int> typeCounts;
+        QHash<QString, int> relCounts;
+    };
+
     void open(SessionStoreOpener openStore);
     void openGraph(const SessionStoreOpener& openStore);
-    // Brings the database to the current shape; whether the migration deleted data.
-    bool syncDatabase();
-    void save();
+    // Whether the database holds the tables of `appliedSchema`; one that holds those of `schema` instead
+    // (its migration committed, the save after it was lost) is adopted, and the project saved.
+    bool matchDatabase();
+    // Brings the database to the current shape (see applyShape for `putBack`).
+    ShapeChange syncDatabase(const QList<MovedValue>* putBack = nullptr);
+    // The values that the fills and replacements would rewrite in the rows in memory.
+    QList<MovedValue> valuesMovedBy(const QList<DefaultFill>& fills,
+                                    const QList<ValueReplacement>& replacements) const;
+    // Writes back values that a migration moved; false, with a notice, when the database refused.
+    bool putBackValues(const QList<MovedValue>& values);
+    // Writes "project.json"; a failure stays pending, with its notice, until a later save succeeds.
+    bool save();
+    void retryPendingSave();
     void saveLayout();
     void loadRecords(GraphStore& store);
     void rebuildDerived();
-    void reloadGraph();
+    // Loads every record again after a migration; a failure leaves no records and nothing writable.
+    bool reloadGraph();
     void failStore(const UserFacingError& error);
 
-    // Deletes the node's records from the maps and canvas (after the store has).
+    // Deletes the records from the maps and canvas (after the store has).
     void dropFromMemory(const QSet<QString>& nodeIds, const QSet<QString>& relIds);
     QList<RelRecord> touching(const QSet<QString>& nodeIds) const;
     bool updateRecord(const QString& id, bool isNode, const PropertyMap& set, const QString& actionName);
     std::optional<QString> endLabel(const QString& nodeId, const QList<NodeRecord>& extra = {}) const;
-
-    // Shape edits.
-    bool refuseShapeEdit();
-    void commitShape(const GraphSchema& after, const QString& actionName);
-    void registerSchemaUndo(const GraphSchema& previous, const QString& actionName);
-    void pruneShapeSelection();
-    void ask(DataLossConfirmation confirmation);
-    // Runs the edit at once, or asks first with `title` and the message `describe` makes of the loss.
-    void editShapeAsking(const QString& actionName, const GraphSchema& after, const QString& title,
-                         const std::function<QString(const DataLoss&)>& describe, const QString& button);
-    QList<PropertyDef>* propertiesOf(GraphSchema& schema, const PropertyOwner& owner) const;
-    const QList<PropertyDef>* propertiesOf(const GraphSchema& schema, const PropertyOwner& owner) const;
-    // The table that the database holds for a type id, if the applied shape has the type.
-    std::optional<QString> appliedNodeTable(const QUuid& id) const;
-    std::optional<QString> appliedRelTable(const QUuid& id) const;
-    // The applied owner's table and the property's applied column, if both are in the database.
-    std::optional<std::pair<QString, QString>> appliedColumn(const QUuid& property,
-                                                             const PropertyOwner& owner) const;
-    // The rows (node or relationship property maps) of a table.
-    QList<const PropertyMap*> rowsOf(const QString& table, bool isNode) const;
-    qint64 relsAlong(const QString& relTable, const QString& fromTable, const QString& toTable) const;
+    // What removeRecords took, to be put back exactly.
+    struct Removal {
+        QList<NodeRecord> nodes;
+        QList<RelRecord> rels;
+        QHash<QString, QPointF> positions;
+        QSet<QString> pinned;
+        QSet<QString> shown;
+    };
+    Removal removal(const QList<NodeRecord>& nodes, const QList<RelRecord>& rels) const;
+    // Asks before deleting several nodes, with what goes with them.
+    void askToDelete(const QSet<QString>& ids);
+    void restoreRecords(const Removal& removal, const QString& action);
 
     Project m_project;
     ProjectLibrary m_library;
@@ -305,21 +273,10 @@ private:
 
     QHash<QString, NodeRecord> m_nodes;
     QHash<QString, RelRecord> m_rels;
-    QHash<QString, int> m_degrees;
-    QHash<QString, QStringList> m_adjacency;
-    QHash<QString, int> m_typeCounts;
-    QHash<QString, int> m_relCounts;
+    Derived m_derived;
     int m_topology = 0;
 
-    QHash<QString, QPointF> m_graphPositions;
-    QSet<QString> m_graphPinned;
-    QHash<QString, QPointF> m_graphPinnedHome;
-    QSet<QString> m_graphShown;
-    QHash<QString, QString> m_graphParents;
-    QPointF m_viewCentre;
     GraphSelection m_selection;
-    std::optional<ShapeSelection> m_shapeSelection;
-
     QList<HistoryEntry> m_history;
     QSet<QUuid> m_excludedFromSearch;
     QSet<QUuid> m_excludedFromTextSearch;
@@ -327,9 +284,15 @@ private:
 
     std::shared_ptr<SessionStore> m_store;
     bool m_graphUnavailable = false;
+    // A reload after a migration failed: the maps are empty and nothing is written until one succeeds.
+    bool m_recordsLost = false;
+    // The notice of a save of "project.json" that failed and waits to be tried again.
+    std::optional<QString> m_failedSave;
     QPointer<UndoStack> m_undo;
-    QTimer m_layoutSave;
     bool m_closed = false;
+
+    CanvasState* m_graphCanvas;
+    ShapeEditor* m_shape;
 };
 
 } // namespace corvantis

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "kit/schema/ConnectionDirection.h"
+#include "kit/schema/PropertyOwner.h"
 #include "kit/schema/RelType.h"
 
 #include <QUuid>
@@ -21,20 +23,5 @@ struct ShapeSelection {
     }
     bool operator==(const ShapeSelection& other) const = default;
 };
-
-// The type that holds a property: a node type or a relationship type.
-struct PropertyOwner {
-    enum class Kind { Node, Rel };
-    Kind kind = Kind::Node;
-    QUuid id;
-
-    static PropertyOwner node(const QUuid& id) { return {Kind::Node, id}; }
-    static PropertyOwner rel(const QUuid& id) { return {Kind::Rel, id}; }
-    bool isNode() const { return kind == Kind::Node; }
-    bool operator==(const PropertyOwner& other) const = default;
-};
-
-// Which way a connection between two node types runs, seen from one stored endpoint.
-enum class ConnectionDirection { OneWay, BothWays, OtherWay };
 
 } // namespace corvantis

@@ -131,19 +131,23 @@ void UndoStack::run(QList<Step>& from, QList<Step>& to, State state) {
     m_state = state;
     m_open = Step();
     m_refused = false;
-    for (auto it = step.actions.rbegin(); it != step.actions.rend(); ++it)
+    for (auto it = step.actions.rbegin(); it != step.actions.rend() && !m_refused; ++it)
         if (!it->target.isNull())
             it->handler();
-    m_state = State::Idle;
     Step inverse = std::exchange(m_open, Step());
-    // A refused step that changed nothing stays where it was, so that the same Undo is refused again.
-    if (inverse.actions.isEmpty()) {
-        if (m_refused)
-            from.append(std::move(step));
-    } else {
+    if (m_refused) {
+        // What ran of a refused step is taken back, newest first; the inverses of that are dropped.
+        m_state = State::RollingBack;
+        for (auto it = inverse.actions.rbegin(); it != inverse.actions.rend(); ++it)
+            if (!it->target.isNull())
+                it->handler();
+        m_open = Step();
+        from.append(std::move(step));
+    } else if (!inverse.actions.isEmpty()) {
         inverse.name = step.name;
         to.append(std::move(inverse));
     }
+    m_state = State::Idle;
     m_refused = false;
     emit changed();
 }

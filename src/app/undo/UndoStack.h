@@ -35,8 +35,9 @@ public:
 
     // Removes every action of the target from both sides; steps left empty go too.
     void removeAllActions(QObject* target);
-    // Called by a handler that declines to run: when nothing else of the step registered an inverse, the
-    // step stays where it was instead of moving to the other side.
+    // Called by a handler that declines to run, or whose change failed. A step is undone or redone whole
+    // or not at all: the handlers after a refusal don't run, what the ones before it did is taken back
+    // by running the inverses they registered, and the whole step stays where it was.
     void refuse();
 
     bool canUndo() const;
@@ -63,7 +64,7 @@ private:
         QString name;
         QList<Action> actions;
     };
-    enum class State { Idle, Undoing, Redoing };
+    enum class State { Idle, Undoing, Redoing, RollingBack };
 
     bool isBuilding() const { return m_openGroups > 0 || m_state != State::Idle; }
     void run(QList<Step>& from, QList<Step>& to, State state);

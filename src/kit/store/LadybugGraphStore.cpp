@@ -32,8 +32,8 @@ GraphStoreError wrap(const std::exception& error) {
     if (auto store = dynamic_cast<const GraphStoreError*>(&error))
         return *store;
     if (auto facing = dynamic_cast<const UserFacingError*>(&error))
-        return GraphStoreError(facing->message());
-    return GraphStoreError(QString::fromUtf8(error.what()));
+        return GraphStoreError(GraphStoreError::Kind::Engine, facing->message());
+    return GraphStoreError(GraphStoreError::Kind::Engine, QString::fromUtf8(error.what()));
 }
 
 // Runs `body` and turns whatever it throws into a GraphStoreError.
@@ -51,7 +51,7 @@ void requireName(const QString& name) {
     static const QRegularExpression plain(QStringLiteral("^[A-Za-z_][A-Za-z0-9_]*$"));
     if (!plain.match(name).hasMatch())
         throw GraphStoreError(
-            QStringLiteral("“%1” can't be used as a table or column name in the database.").arg(name));
+            GraphStoreError::Kind::Engine, QStringLiteral("“%1” can't be used as a table or column name in the database.").arg(name));
 }
 
 QString rowVariableHead(const QString& table, bool isNode) {

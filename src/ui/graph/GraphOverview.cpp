@@ -92,8 +92,7 @@ void GraphOverview::refresh() {
     m_summary->setText(counted(m_session->nodes().size(), QStringLiteral("node")) + QStringLiteral(" · ") +
                        counted(m_session->rels().size(), QStringLiteral("relationship")));
     for (const NodeType& type : project.schema.nodeTypes) {
-        const NodeType* applied = project.appliedSchema ? project.appliedSchema->nodeType(type.id) : nullptr;
-        const int count = applied ? m_session->typeCounts().value(applied->table()) : 0;
+        const int count = m_session->recordCount(type.id);
         auto* row = new QWidget(m_types);
         auto* line = new QHBoxLayout(row);
         line->setContentsMargins(0, 0, 0, 0);

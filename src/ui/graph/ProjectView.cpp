@@ -12,6 +12,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
+#include <QPointer>
 #include <QPushButton>
 #include <QStackedWidget>
 #include <QToolButton>
@@ -127,9 +128,6 @@ void ProjectView::bindSession() {
     // The dialog opens once the edit that asked has returned.
     connect(session, &ProjectSession::confirmationChanged, this, &ProjectView::confirm, Qt::QueuedConnection);
     m_name->setText(session->project().name);
-    // A project without a shape opens on its shape.
-    if (session->project().schema.nodeTypes.isEmpty())
-        session->setMode(SessionMode::Shape);
     syncMode();
     beginRenaming();
 }
@@ -156,23 +154,35 @@ void ProjectView::confirm() {
     if (!m_session || !m_session->confirmation())
         return;
     const DataLossConfirmation confirmation = *m_session->confirmation();
-    QMessageBox box(this);
-    box.setIcon(QMessageBox::Warning);
-    box.setWindowTitle(confirmation.title);
-    box.setText(confirmation.title);
-    box.setInformativeText(confirmation.message);
-    QPushButton* perform = box.addButton(confirmation.actionTitle, QMessageBox::DestructiveRole);
+    // Window-modal and answered by its signal: no event loop of its own runs under the edit that asked.
+    auto* box = new QMessageBox(this);
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    box->setObjectName(QStringLiteral("confirmation"));
+    box->setWindowModality(Qt::WindowModal);
+    box->setIcon(QMessageBox::Warning);
+    box->setWindowTitle(confirmation.title);
+    box->setText(confirmation.title);
+    box->setInformativeText(confirmation.message);
+    QPushButton* perform = box->addButton(confirmation.actionTitle, QMessageBox::DestructiveRole);
     perform->setObjectName(QStringLiteral("confirmAction"));
-    QPushButton* cancel = box.addButton(QMessageBox::Cancel);
-    box.setDefaultButton(cancel);
-    box.exec();
-    // Another confirmation may have taken this one's place meanwhile.
-    if (!m_session || !m_session->confirmation() || m_session->confirmation()->id != confirmation.id)
-        return;
-    if (box.clickedButton() == perform)
-        m_session->confirm();
-    else
-        m_session->dismissConfirmation();
+    QPushButton* cancel = box->addButton(QMessageBox::Cancel);
+    box->setDefaultButton(cancel);
+    QPointer<ProjectSession> session = m_session;
+    connect(box, &QMessageBox::finished, this, [session, box, perform, id = confirmation.id] {
+        // Another confirmation may have taken this one's place meanwhile.
+        if (!session || !session->confirmation() || session->confirmation()->id != id)
+            return;
+        if (box->clickedButton() == perform)
+            session->confirm();
+        else
+            session->dismissConfirmation();
+    });
+    // A confirmation withdrawn or replaced by the session closes its box.
+    connect(m_session, &ProjectSession::confirmationChanged, box, [session, box, id = confirmation.id] {
+        if (!session || !session->confirmation() || session->confirmation()->id != id)
+            box->close();
+    });
+    box->open();
 }
 
 void ProjectView::beginRenaming() {

@@ -103,9 +103,9 @@ ShapeTypeEditor::ShapeTypeEditor(ProjectSession& session, const PropertyOwner& o
 }
 
 void ShapeTypeEditor::buildNodeHeader(QVBoxLayout* layout) {
+    // The editor is made for the selection, which the session keeps to types that exist.
     const NodeType* type = m_session.project().schema.nodeType(m_owner.id);
-    if (!type)
-        return;
+    Q_ASSERT(type);
     const QUuid id = type->id;
 
     auto* top = new QHBoxLayout;
@@ -116,12 +116,12 @@ void ShapeTypeEditor::buildNodeHeader(QVBoxLayout* layout) {
     connect(name, &QLineEdit::editingFinished, this, [this, id, name] {
         const NodeType* current = m_session.project().schema.nodeType(id);
         if (current && name->text().trimmed() != current->name)
-            m_session.renameNodeType(id, name->text());
+            m_session.shape().renameNodeType(id, name->text());
     });
     top->addWidget(name, 1);
     QPushButton* remove = dangerButton(QStringLiteral("Delete Node Type"), this);
     remove->setObjectName(QStringLiteral("deleteType"));
-    connect(remove, &QPushButton::clicked, this, [this, id] { m_session.deleteNodeType(id); });
+    connect(remove, &QPushButton::clicked, this, [this, id] { m_session.shape().deleteNodeType(id); });
     top->addWidget(remove);
     layout->addLayout(top);
 
@@ -137,7 +137,7 @@ void ShapeTypeEditor::buildNodeHeader(QVBoxLayout* layout) {
     }
     color->setCurrentIndex(std::max<int>(0, color->findData(type->color)));
     connect(color, &QComboBox::activated, this,
-            [this, id, color] { m_session.setNodeTypeColor(id, color->currentData().toString()); });
+            [this, id, color] { m_session.shape().setNodeTypeColor(id, color->currentData().toString()); });
     settings->addWidget(color);
     settings->addSpacing(Theme::space(4));
     settings->addWidget(subtleLabel(QStringLiteral("Explore its nodes"), this));
@@ -153,12 +153,8 @@ void ShapeTypeEditor::buildNodeHeader(QVBoxLayout* layout) {
     });
     settings->addWidget(expand);
     settings->addStretch();
-    const std::optional<QString> table =
-        m_session.project().appliedSchema && m_session.project().appliedSchema->nodeType(id)
-            ? std::optional(m_session.project().appliedSchema->nodeType(id)->table())
-            : std::nullopt;
     settings->addWidget(
-        subtleLabel(counted(table ? m_session.typeCounts().value(*table) : 0, QStringLiteral("node")) +
+        subtleLabel(counted(m_session.recordCount(id), QStringLiteral("node")) +
                         QStringLiteral(" in your graph"),
                     this));
     layout->addLayout(settings);
@@ -166,8 +162,7 @@ void ShapeTypeEditor::buildNodeHeader(QVBoxLayout* layout) {
 
 void ShapeTypeEditor::buildRelHeader(QVBoxLayout* layout) {
     const RelType* type = m_session.project().schema.relType(m_owner.id);
-    if (!type)
-        return;
+    Q_ASSERT(type);
     const QUuid id = type->id;
     auto* top = new QHBoxLayout;
     QLineEdit* name = nameField(type->name, this);
@@ -182,12 +177,8 @@ void ShapeTypeEditor::buildRelHeader(QVBoxLayout* layout) {
     connect(remove, &QPushButton::clicked, this, [this, id] { m_session.deleteRelType(id); });
     top->addWidget(remove);
     layout->addLayout(top);
-    const std::optional<QString> table =
-        m_session.project().appliedSchema && m_session.project().appliedSchema->relType(id)
-            ? std::optional(m_session.project().appliedSchema->relType(id)->table())
-            : std::nullopt;
     layout->addWidget(
-        subtleLabel(counted(table ? m_session.relCounts().value(*table) : 0, QStringLiteral("relationship")) +
+        subtleLabel(counted(m_session.recordCount(id), QStringLiteral("relationship")) +
                         QStringLiteral(" in your graph"),
                     this));
 }
@@ -195,8 +186,7 @@ void ShapeTypeEditor::buildRelHeader(QVBoxLayout* layout) {
 void ShapeTypeEditor::buildConnections(QVBoxLayout* layout) {
     const GraphSchema& schema = m_session.project().schema;
     const RelType* type = schema.relType(m_owner.id);
-    if (!type)
-        return;
+    Q_ASSERT(type);
     const QUuid id = type->id;
     layout->addWidget(sectionTitle(QStringLiteral("Connections"), this));
     auto* grid = new QGridLayout;
@@ -217,7 +207,7 @@ void ShapeTypeEditor::buildConnections(QVBoxLayout* layout) {
         if (!endpoint.isLoop())
             direction->addItem(QStringLiteral("The other way"),
                                static_cast<int>(ConnectionDirection::OtherWay));
-        direction->setCurrentIndex(direction->findData(static_cast<int>(m_session.direction(endpoint, id))));
+        direction->setCurrentIndex(direction->findData(static_cast<int>(m_session.shape().direction(endpoint, id))));
         connect(direction, &QComboBox::activated, this, [this, id, endpoint, direction] {
             m_session.setDirection(static_cast<ConnectionDirection>(direction->currentData().toInt()),
                                    endpoint, id);
@@ -287,7 +277,7 @@ void ShapeTypeEditor::buildProperties(QVBoxLayout* layout) {
     header->addStretch();
     auto* add = new QPushButton(QStringLiteral("Add Property"), this);
     add->setObjectName(QStringLiteral("addProperty"));
-    connect(add, &QPushButton::clicked, this, [this] { m_session.addProperty(m_owner); });
+    connect(add, &QPushButton::clicked, this, [this] { m_session.shape().addProperty(m_owner); });
     header->addWidget(add);
     layout->addLayout(header);
 
@@ -337,13 +327,13 @@ void ShapeTypeEditor::addPropertyRow(QGridLayout* grid, int& row, const Property
     name->setAccessibleName(QStringLiteral("Property name"));
     connect(name, &QLineEdit::editingFinished, this, [this, id, owner, name, original = property.name] {
         if (name->text().trimmed() != original)
-            m_session.renameProperty(id, owner, name->text());
+            m_session.shape().renameProperty(id, owner, name->text());
     });
     grid->addWidget(name, row, 0);
 
     auto* kind = new QComboBox(this);
     kind->setObjectName(key("propKind:", id));
-    const QList<PropertyKind> allowed = m_session.allowedKinds(id, owner);
+    const QList<PropertyKind> allowed = m_session.shape().allowedKinds(id, owner);
     for (PropertyKind candidate : allowed)
         kind->addItem(PropertyKinds::title(candidate), static_cast<int>(candidate));
     kind->setCurrentIndex(kind->findData(static_cast<int>(property.kind)));
@@ -353,7 +343,7 @@ void ShapeTypeEditor::addPropertyRow(QGridLayout* grid, int& row, const Property
             QStringLiteral("Your graph holds values for it, so it can only switch between text and enum."));
     kind->setEnabled(allowed.size() > 1);
     connect(kind, &QComboBox::activated, this, [this, id, owner, kind] {
-        m_session.changeKind(id, owner, static_cast<PropertyKind>(kind->currentData().toInt()));
+        m_session.shape().changeKind(id, owner, static_cast<PropertyKind>(kind->currentData().toInt()));
     });
     grid->addWidget(kind, row, 1);
 
@@ -366,7 +356,7 @@ void ShapeTypeEditor::addPropertyRow(QGridLayout* grid, int& row, const Property
         title->setToolTip(QStringLiteral("Its value names each node"));
         title->setChecked(titleId == id);
         connect(title, &QRadioButton::clicked, this,
-                [this, id, owner] { m_session.setTitleProperty(owner, id); });
+                [this, id, owner] { m_session.shape().setTitleProperty(owner, id); });
         grid->addWidget(title, row, 3, Qt::AlignCenter);
     }
     if (property.kind == PropertyKind::Boolean) {
@@ -375,7 +365,7 @@ void ShapeTypeEditor::addPropertyRow(QGridLayout* grid, int& row, const Property
         mark->setToolTip(QStringLiteral("Never a title; one per type can show on the graph"));
         mark->setChecked(markId == id);
         connect(mark, &QCheckBox::clicked, this, [this, id, owner](bool on) {
-            m_session.setMarkProperty(owner, on ? std::optional(id) : std::nullopt);
+            m_session.shape().setMarkProperty(owner, on ? std::optional(id) : std::nullopt);
         });
         grid->addWidget(mark, row, 4, Qt::AlignCenter);
     }
@@ -402,11 +392,11 @@ void ShapeTypeEditor::addPropertyRow(QGridLayout* grid, int& row, const Property
     QToolButton* up = tool(QStringLiteral("↑"), key("propUp:", id), QStringLiteral("Move up"));
     up->setEnabled(index > 0);
     connect(up, &QToolButton::clicked, this,
-            [this, id, owner, index] { m_session.moveProperty(id, owner, index - 1); });
+            [this, id, owner, index] { m_session.shape().moveProperty(id, owner, index - 1); });
     QToolButton* down = tool(QStringLiteral("↓"), key("propDown:", id), QStringLiteral("Move down"));
     down->setEnabled(index + 1 < count);
     connect(down, &QToolButton::clicked, this,
-            [this, id, owner, index] { m_session.moveProperty(id, owner, index + 1); });
+            [this, id, owner, index] { m_session.shape().moveProperty(id, owner, index + 1); });
     QToolButton* remove =
         tool(QStringLiteral("✕"), key("propDelete:", id), QStringLiteral("Delete the property"));
     connect(remove, &QToolButton::clicked, this, [this, id, owner] { m_session.removeProperty(id, owner); });
@@ -468,11 +458,11 @@ QWidget* ShapeTypeEditor::defaultEditor(const PropertyDef& property) {
         connect(combo, &QComboBox::activated, this, [this, id, owner, combo, kind = property.kind] {
             const QVariant data = combo->currentData();
             if (!data.isValid())
-                m_session.setDefault(id, owner, std::nullopt);
+                m_session.shape().setDefault(id, owner, std::nullopt);
             else if (kind == PropertyKind::Boolean)
-                m_session.setDefault(id, owner, GraphValue::boolean(data.toBool()));
+                m_session.shape().setDefault(id, owner, GraphValue::boolean(data.toBool()));
             else
-                m_session.setDefault(id, owner, GraphValue::string(data.toString()));
+                m_session.shape().setDefault(id, owner, GraphValue::string(data.toString()));
         });
         return combo;
     }
@@ -487,7 +477,7 @@ QWidget* ShapeTypeEditor::defaultEditor(const PropertyDef& property) {
     connect(field, &QLineEdit::editingFinished, this, [this, id, owner, field, shown] {
         if (field->text().trimmed() == shown)
             return;
-        if (!m_session.setDefaultFromText(id, owner, field->text()))
+        if (!m_session.shape().setDefaultFromText(id, owner, field->text()))
             field->setText(shown);
     });
     return field;
@@ -497,7 +487,7 @@ void ShapeTypeEditor::editOptions(const PropertyDef& property) {
     OptionsDialog dialog(property.name, property.options.value_or(QStringList()),
                          m_session.distinctValues(property.id, m_owner, 100), this);
     if (dialog.exec() == QDialog::Accepted)
-        m_session.setOptions(property.id, m_owner, dialog.options());
+        m_session.shape().setOptions(property.id, m_owner, dialog.options());
 }
 
 } // namespace corvantis

@@ -168,7 +168,7 @@ void ShapeView::setSession(ProjectSession* session) {
     if (session) {
         connect(session, &ProjectSession::projectChanged, this, &ShapeView::scheduleRefresh);
         connect(session, &ProjectSession::graphChanged, this, &ShapeView::scheduleRefresh);
-        connect(session, &ProjectSession::shapeSelectionChanged, this, &ShapeView::scheduleRefresh);
+        connect(&session->shape(), &ShapeEditor::selectionChanged, this, &ShapeView::scheduleRefresh);
     }
     refresh();
 }
@@ -210,13 +210,12 @@ void ShapeView::rebuildLists() {
     }
     const Project& project = m_session->project();
     const GraphSchema& schema = project.schema;
-    const auto selection = m_session->shapeSelection();
+    const auto selection = m_session->shape().selection();
     for (const NodeType& type : schema.nodeTypes) {
         auto* item = new QListWidgetItem(type.name, m_nodeList);
         item->setData(Qt::UserRole, json::uuidText(type.id));
         item->setData(TypeItemDelegate::ColorRole, type.color);
-        const NodeType* applied = project.appliedSchema ? project.appliedSchema->nodeType(type.id) : nullptr;
-        const int count = applied ? m_session->typeCounts().value(applied->table()) : 0;
+        const int count = m_session->recordCount(type.id);
         item->setData(TypeItemDelegate::NoteRole, QString::number(count));
         item->setToolTip(
             QStringLiteral("%1: %2 node%3").arg(type.name).arg(count).arg(count == 1 ? "" : "s"));
@@ -266,7 +265,7 @@ void ShapeView::rebuildEditor() {
 
     std::optional<PropertyOwner> owner;
     if (m_session) {
-        if (auto selection = m_session->shapeSelection()) {
+        if (auto selection = m_session->shape().selection()) {
             owner = selection->kind == ShapeSelection::Kind::Node ? PropertyOwner::node(selection->id)
                                                                   : PropertyOwner::rel(selection->id);
         }
@@ -307,7 +306,7 @@ void ShapeView::takeListSelection(QListWidget* list) {
     auto id = json::parseUuid(selected.first()->data(Qt::UserRole).toString());
     if (!id)
         return;
-    m_session->setShapeSelection(list == m_nodeList ? ShapeSelection::node(*id) : ShapeSelection::rel(*id));
+    m_session->shape().setSelection(list == m_nodeList ? ShapeSelection::node(*id) : ShapeSelection::rel(*id));
 }
 
 void ShapeView::addNodeType() {
@@ -339,7 +338,7 @@ void ShapeView::addRelationship() {
     if (dialog.exec() != QDialog::Accepted || !m_session)
         return;
     if (auto id = m_session->addRelationship(dialog.name(), dialog.from(), dialog.to(), dialog.bothWays()))
-        m_session->setShapeSelection(ShapeSelection::rel(*id));
+        m_session->shape().setSelection(ShapeSelection::rel(*id));
 }
 
 void ShapeView::deleteSelected() {

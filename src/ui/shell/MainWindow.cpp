@@ -4,6 +4,7 @@
 #include "app/app/AppModel.h"
 #include "app/graph/ProjectSession.h"
 #include "app/undo/UndoStack.h"
+#include "ui/shell/TextFieldKeys.h"
 #include "ui/design/Theme.h"
 #include "ui/graph/ProjectView.h"
 #include "ui/library/GalleryView.h"
@@ -37,6 +38,8 @@ MainWindow::MainWindow(AppModel& app, AppDelegate& delegate, QWidget* parent)
     m_stack->addWidget(m_projectView);
     setCentralWidget(m_stack);
     buildMenus();
+    // Text fields take Ctrl+R for their own Redo before the window's Redo of the graph does.
+    qApp->installEventFilter(new TextFieldKeys(this));
 
     connect(&m_app, &AppModel::sessionChanged, this, &MainWindow::syncTopState);
     connect(&m_app, &AppModel::noticeChanged, this, &MainWindow::syncNotice);

@@ -48,11 +48,9 @@ void GraphTableModel::refresh() {
         // Rows carry the table the database holds; columns follow the shape as the person sees it.
         if (m_source->isNode) {
             const NodeType* type = project.schema.nodeType(m_source->type);
-            const NodeType* applied =
-                project.appliedSchema ? project.appliedSchema->nodeType(m_source->type) : nullptr;
             if (type) {
                 columns = type->properties;
-                label = applied ? applied->table() : type->table();
+                label = m_session->tableOf(m_source->type).value_or(QString());
                 QList<std::pair<QString, QString>> titled;
                 for (const NodeRecord& node : m_session->nodes())
                     if (node.label == label)
@@ -66,11 +64,9 @@ void GraphTableModel::refresh() {
             }
         } else {
             const RelType* type = project.schema.relType(m_source->type);
-            const RelType* applied =
-                project.appliedSchema ? project.appliedSchema->relType(m_source->type) : nullptr;
             if (type) {
                 columns = type->properties;
-                label = applied ? applied->table() : type->table();
+                label = m_session->tableOf(m_source->type).value_or(QString());
                 QList<std::pair<QString, QString>> titled;
                 for (const RelRecord& rel : m_session->rels())
                     if (rel.label == label)

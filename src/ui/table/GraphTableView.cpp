@@ -124,16 +124,7 @@ void GraphTableView::rebuildPicker() {
     if (m_session) {
         const Project& project = m_session->project();
         const GraphSchema& schema = project.schema;
-        auto appliedCount = [&](bool isNode, const QUuid& id) {
-            if (!project.appliedSchema)
-                return 0;
-            if (isNode) {
-                const NodeType* applied = project.appliedSchema->nodeType(id);
-                return applied ? m_session->typeCounts().value(applied->table()) : 0;
-            }
-            const RelType* applied = project.appliedSchema->relType(id);
-            return applied ? m_session->relCounts().value(applied->table()) : 0;
-        };
+        auto appliedCount = [&](bool, const QUuid& id) { return m_session->recordCount(id); };
         for (const NodeType& type : schema.nodeTypes)
             m_picker->addItem(typeSwatch(type.color),
                               QStringLiteral("%1  ·  %2").arg(type.name).arg(appliedCount(true, type.id)),
@@ -284,20 +275,15 @@ void GraphTableView::addRecord() {
 std::optional<QString> GraphTableView::addRelationship(const QString& fromId, const QString& toId) {
     if (!m_session || !m_model->source() || m_model->source()->isNode)
         return std::nullopt;
-    const QUuid typeId = m_model->source()->type;
-    const Project& project = m_session->project();
-    const RelType* type = project.schema.relType(typeId);
-    if (!type || fromId.isEmpty() || toId.isEmpty())
+    if (fromId.isEmpty() || toId.isEmpty())
         return std::nullopt;
-    const RelType* applied = project.appliedSchema ? project.appliedSchema->relType(typeId) : nullptr;
-    RelRecord rel{
-        json::uuidText(QUuid::createUuid()), applied ? applied->table() : type->table(), fromId, toId, {}};
-    if (!m_session->insert(rel))
+    const auto id = m_session->createRelationship(m_model->source()->type, fromId, toId);
+    if (!id)
         return std::nullopt;
-    const int row = m_model->rowOf(rel.id);
+    const int row = m_model->rowOf(*id);
     if (row >= 0)
         m_table->selectRow(row);
-    return rel.id;
+    return id;
 }
 
 void GraphTableView::deleteSelected() {

@@ -59,13 +59,10 @@ void NewRelationshipDialog::fillEnds() {
     const GraphSchema& schema = m_session.project().schema;
     auto fill = [&](QComboBox* picker, const QUuid& typeId) {
         picker->clear();
+        // The connection's ends were read from this shape a moment ago.
         const NodeType* type = schema.nodeType(typeId);
-        if (!type)
-            return;
-        const QString label =
-            m_session.project().appliedSchema && m_session.project().appliedSchema->nodeType(typeId)
-                ? m_session.project().appliedSchema->nodeType(typeId)->table()
-                : type->table();
+        Q_ASSERT(type);
+        const QString label = m_session.tableOf(typeId).value_or(QString());
         QList<std::pair<QString, QString>> titled;
         for (const NodeRecord& node : m_session.nodes())
             if (node.label == label)

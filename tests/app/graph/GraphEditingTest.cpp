@@ -1,3 +1,4 @@
+#include "app/canvas/CanvasState.h"
 #include "tests/app/graph/SessionTestSupport.h"
 
 #include <gtest/gtest.h>
@@ -5,52 +6,6 @@
 using namespace corvantis;
 using namespace corvantis::test;
 
-namespace {
-
-// Person (name, born: number with a default of 1900, status: enum), Book (title); "wrote" Person → Book,
-// "knows" Person → Person.
-struct Reading {
-    SessionWorld world;
-    Project project;
-    std::unique_ptr<ProjectSession> session;
-    NodeType person;
-    NodeType book;
-
-    explicit Reading(bool failable = false) {
-        GraphSchema shape;
-        PropertyDef born = property("born", PropertyKind::Number);
-        born.defaultValue = GraphValue::number(1900);
-        PropertyDef status = property("status", PropertyKind::Choice);
-        status.options = QStringList{"Alive", "Dead"};
-        shape.nodeTypes = {nodeType("Person", {property("name"), born, status}),
-                           nodeType("Book", {property("title")}, "peach")};
-        shape.relTypes = {relType("wrote", {{shape.nodeTypes[0].id, shape.nodeTypes[1].id}}),
-                          relType("knows", {{shape.nodeTypes[0].id, shape.nodeTypes[0].id}})};
-        project = world.create(shape);
-        session = failable ? world.openFailable(project) : world.open(project);
-        person = session->project().schema.nodeTypes[0];
-        book = session->project().schema.nodeTypes[1];
-    }
-
-    QString add(const NodeType& type, const QString& name, std::optional<QPointF> at = std::nullopt) {
-        auto id = session->createNode(type, name, {}, at);
-        EXPECT_TRUE(id) << session->notice().value_or("").toStdString();
-        return id.value_or(QString());
-    }
-    QString link(const QString& label, const QString& from, const QString& to) {
-        RelRecord rel{json::uuidText(QUuid::createUuid()), label, from, to, {}};
-        EXPECT_TRUE(session->insert(rel)) << session->notice().value_or("").toStdString();
-        return rel.id;
-    }
-    // The database's own view of one node's column.
-    GraphValue stored(const QString& id, const QString& column) {
-        QueryOutput output = session->store()->runReadOnly(
-            QStringLiteral("MATCH (n {id: '%1'}) RETURN n.%2").arg(id, column), 10);
-        return output.rows.isEmpty() ? GraphValue() : output.rows.first().first();
-    }
-};
-
-} // namespace
 
 TEST(GraphEditing, NodesAreAddedChangedAndDeletedWithUndoAndRedo) {
     Reading r;
@@ -116,14 +71,14 @@ TEST(GraphEditing, UndoingADeletionBringsBackRelationshipsPositionAndPin) {
     const QString self = r.link("KNOWS", ada, ada);
     const QString friends = r.link("KNOWS", ada, grace);
     const QString wrote = r.link("WROTE", ada, notes);
-    ASSERT_TRUE(r.session->graphPinned().contains(ada));
+    ASSERT_TRUE(r.session->graphCanvas().pinned().contains(ada));
     r.session->setSelection(GraphSelection::node(ada));
     const int topology = r.session->topology();
 
     r.session->deleteNode(ada);
     EXPECT_EQ(r.session->rels().size(), 0);
     EXPECT_EQ(countRelsIn(*r.session, "KNOWS"), 0);
-    EXPECT_FALSE(r.session->graphPositions().contains(ada));
+    EXPECT_FALSE(r.session->graphCanvas().positions().contains(ada));
     EXPECT_TRUE(r.session->selection().isEmpty());
     EXPECT_GT(r.session->topology(), topology);
     EXPECT_EQ(r.session->degrees().value(grace), 0);
@@ -135,8 +90,8 @@ TEST(GraphEditing, UndoingADeletionBringsBackRelationshipsPositionAndPin) {
     // The self-loop came back once, and counts twice.
     EXPECT_EQ(countRelsIn(*r.session, "KNOWS"), 2);
     EXPECT_EQ(r.session->degrees().value(ada), 4);
-    EXPECT_EQ(r.session->graphPositions().value(ada), QPointF(40, 50));
-    EXPECT_TRUE(r.session->graphPinned().contains(ada));
+    EXPECT_EQ(r.session->graphCanvas().positions().value(ada), QPointF(40, 50));
+    EXPECT_TRUE(r.session->graphCanvas().pinned().contains(ada));
 
     // A relationship by itself, and its undo.
     r.session->deleteRel(wrote);
@@ -241,11 +196,11 @@ TEST(GraphEditing, APlanThatAddsAndRemovesIsUndoneByOneUndo) {
     EXPECT_EQ(r.session->nodes().value(other.id).properties.value("born"), GraphValue::number(1900));
     // New nodes are scattered round the middle of the view, within R = √2 × 36 + 40 of it.
     for (const QString& id : {fresh.id, other.id}) {
-        const QPointF at = r.session->graphPositions().value(id);
+        const QPointF at = r.session->graphCanvas().positions().value(id);
         EXPECT_LE(std::hypot(at.x(), at.y()), std::sqrt(2.0) * 36 + 40 + 1e-9);
         EXPECT_GE(std::hypot(at.x(), at.y()), (std::sqrt(2.0) * 36 + 40) * 0.4 - 1e-9);
-        EXPECT_TRUE(r.session->graphShown().contains(id));
-        EXPECT_FALSE(r.session->graphPinned().contains(id));
+        EXPECT_TRUE(r.session->graphCanvas().shown().contains(id));
+        EXPECT_FALSE(r.session->graphCanvas().pinned().contains(id));
     }
     EXPECT_EQ(r.stored(grace, "name"), GraphValue::string("Grace Hopper"));
 

@@ -1,4 +1,5 @@
 #include "kit/support/AtomicFile.h"
+#include "app/canvas/CanvasState.h"
 #include "tests/app/graph/SessionTestSupport.h"
 #include "tests/support/AwaitTask.h"
 #include "tests/support/TestSupport.h"
@@ -96,10 +97,10 @@ TEST(SessionOpening, ReopeningLoadsRecordsDerivedMapsAndLayout) {
     EXPECT_EQ(session->adjacency().value(ada).count(ada), 2);
     EXPECT_EQ(session->typeCounts().value("Person"), 1);
     EXPECT_EQ(session->relCounts().value("KNOWS"), 1);
-    EXPECT_EQ(session->graphPositions().value(ada), QPointF(10, 20));
-    EXPECT_TRUE(session->graphPinned().contains(ada));
-    EXPECT_FALSE(session->graphPinned().contains("GONE"));
-    EXPECT_FALSE(session->graphPositions().contains("GONE"));
+    EXPECT_EQ(session->graphCanvas().positions().value(ada), QPointF(10, 20));
+    EXPECT_TRUE(session->graphCanvas().pinned().contains(ada));
+    EXPECT_FALSE(session->graphCanvas().pinned().contains("GONE"));
+    EXPECT_FALSE(session->graphCanvas().positions().contains("GONE"));
 }
 
 TEST(SessionOpening, WithoutASavedShownSetUpTo300NodesAreShown) {
@@ -120,7 +121,7 @@ TEST(SessionOpening, WithoutASavedShownSetUpTo300NodesAreShown) {
         QFile::remove(layoutFile(world, project.id));
         auto session = world.open(world.stored(project.id));
         EXPECT_EQ(session->nodes().size(), count);
-        EXPECT_EQ(session->graphShown().size(), count == 300 ? 300 : 0) << count;
+        EXPECT_EQ(session->graphCanvas().shown().size(), count == 300 ? 300 : 0) << count;
     }
 }
 
@@ -151,7 +152,7 @@ TEST(SessionOpening, ASecondCopyShowsTheLockNoticeAndWritesNothing) {
     EXPECT_FALSE(second.createNode(second.project().schema.nodeTypes[0], "Grace"));
     EXPECT_FALSE(otherWindow.canUndo());
 
-    second.put("X", QPointF(1, 1));
+    second.graphCanvas().put("X", QPointF(1, 1));
     test::await(second.close());
     EXPECT_FALSE(QFile::exists(layoutFile(world, project.id)));
     EXPECT_EQ(readFile(world.library.folder(project.id) + "/project.json"), projectFile);
@@ -167,7 +168,7 @@ TEST(SessionOpening, AnInvalidShapeIsSavedButNotMigratedUntilMended) {
     const int migrations = world.store->executed.size();
 
     // Two properties that resolve to one column.
-    ASSERT_TRUE(session->editShape("Add Property", [&](GraphSchema& shape) {
+    ASSERT_TRUE(session->shape().editShape("Add Property", [&](GraphSchema& shape) {
         shape.nodeType(person)->properties.append(property("Nick Name"));
         shape.nodeType(person)->properties.append(property("nick name"));
     }));
@@ -178,7 +179,7 @@ TEST(SessionOpening, AnInvalidShapeIsSavedButNotMigratedUntilMended) {
     EXPECT_EQ(stored.appliedSchema->nodeType(person)->properties.size(), 2);
 
     // Mended, the whole difference goes through in one migration.
-    ASSERT_TRUE(session->editShape("Rename Property", [&](GraphSchema& shape) {
+    ASSERT_TRUE(session->shape().editShape("Rename Property", [&](GraphSchema& shape) {
         shape.nodeType(person)->properties[3].name = "alias";
     }));
     EXPECT_FALSE(session->hasPendingChanges());
@@ -195,7 +196,7 @@ TEST(SessionOpening, AFailedMigrationLeavesTheChangePendingAndUndoable) {
     const GraphSchema applied = *session->project().appliedSchema;
 
     world.store->failingExecute = true;
-    session->renameNodeType(person, "Author");
+    session->shape().renameNodeType(person, "Author");
     EXPECT_EQ(session->notice(), FailingStore::sentence);
     EXPECT_TRUE(session->hasPendingChanges());
     EXPECT_EQ(*session->project().appliedSchema, applied);
@@ -204,7 +205,7 @@ TEST(SessionOpening, AFailedMigrationLeavesTheChangePendingAndUndoable) {
 
     // The next change tries the whole difference again.
     world.store->failingExecute = false;
-    session->renameNodeType(person, "Writer");
+    session->shape().renameNodeType(person, "Writer");
     EXPECT_FALSE(session->hasPendingChanges());
     EXPECT_EQ(world.store->executed.last(), QStringList({"ALTER TABLE Person RENAME TO Writer"}));
     world.undo.undo();
@@ -225,22 +226,22 @@ TEST(SessionLayout, SavesOnceAfterTheLastChangeAndAtClose) {
     QElapsedTimer clock;
     clock.start();
     for (int step = 0; step < 5; ++step) {
-        session->put(id, QPointF(step, step));
+        session->graphCanvas().put(id, QPointF(step, step));
         QThread::msleep(100);
         QCoreApplication::processEvents();
     }
     // Moves 0.1 seconds apart keep postponing the save.
-    EXPECT_TRUE(session->isLayoutSavePending());
+    EXPECT_TRUE(session->graphCanvas().isSavePending());
     EXPECT_FALSE(QFile::exists(file));
     ASSERT_TRUE(test::waitUntil([&] { return QFile::exists(file); }, 3000));
     EXPECT_GE(clock.elapsed(), 400 + 600 - 50);
     EXPECT_EQ(world.library.layout(project.id).positions.value(id), LayoutPoint({4, 4}));
 
     // A save pending at close happens at once, and only then.
-    session->put(id, QPointF(7, 7));
-    ASSERT_TRUE(session->isLayoutSavePending());
+    session->graphCanvas().put(id, QPointF(7, 7));
+    ASSERT_TRUE(session->graphCanvas().isSavePending());
     test::await(session->close());
-    EXPECT_FALSE(session->isLayoutSavePending());
+    EXPECT_FALSE(session->graphCanvas().isSavePending());
     EXPECT_EQ(world.library.layout(project.id).positions.value(id), LayoutPoint({7, 7}));
     QFile::remove(file);
     QThread::msleep(800);
@@ -272,7 +273,7 @@ TEST(SessionOpening, ADatabaseThatWontOpenLeavesTheProjectAsItWas) {
     SessionWorld world;
     Project project = world.create(readingShape());
     SessionStoreOpener broken = [](const QString&) -> std::shared_ptr<SessionStore> {
-        throw GraphStoreError("The database file is damaged.");
+        throw GraphStoreError(GraphStoreError::Kind::InputOutput, "The database file is damaged.");
     };
     const QByteArray before = readFile(world.library.folder(project.id) + "/project.json");
     ProjectSession session(project, world.library, &world.settings, broken);

@@ -7,6 +7,7 @@
 #include "app/undo/UndoStack.h"
 #include "kit/schema/Identifier.h"
 #include "kit/store/GraphStoreError.h"
+#include "kit/store/MigrationCleanupError.h"
 #include "kit/support/Json.h"
 
 #include <QTemporaryDir>
@@ -43,31 +44,51 @@ inline RelType relType(const QString& name, QList<RelEndpoint> endpoints,
     return type;
 }
 
-// A store between the session and the real database that refuses every write while `failing` holds,
-// with the sentence a full disk would give. Reads pass through. Statements sent to `execute` are kept.
+// A store between the session and the real database that fails on demand, with the sentence a full disk
+// would give. Reads pass through. Statements sent to `execute` are kept.
 class FailingStore final : public SessionStore {
 public:
     explicit FailingStore(std::shared_ptr<SessionStore> inner)
         : m_inner(std::move(inner)) {}
 
+    // Every write fails.
     bool failing = false;
+    // Migration statements fail before anything is committed.
     bool failingExecute = false;
+    // Migration statements commit, then the tidying after them fails.
+    bool failingCleanup = false;
+    bool failingFill = false;
+    bool failingReplace = false;
+    bool failingCheckpoint = false;
+    // Reading the records fails.
+    bool failingLoad = false;
+    // The write with this number (counted from 1 from when it is set) fails; the others pass.
+    std::optional<int> failingWrite;
+    int writes = 0;
     QList<QStringList> executed;
     static inline const QString sentence = QStringLiteral("The database couldn't write: the disk is full.");
 
-    void execute(const QStringList& statements) override {
-        if (failing || failingExecute)
-            throw GraphStoreError(sentence);
-        if (!statements.isEmpty())
-            executed.append(statements);
-        m_inner->execute(statements);
+    void failWriteNumber(int number) {
+        failingWrite = number;
+        writes = 0;
     }
+
+    void migrate(const MigrationPlan& plan) override {
+        if (failing || failingExecute)
+            throw GraphStoreError(GraphStoreError::Kind::InputOutput, sentence);
+        if (!plan.statements.isEmpty())
+            executed.append(plan.statements);
+        m_inner->migrate(plan);
+        if (failingCleanup && !plan.statements.isEmpty())
+            throw MigrationCleanupError(GraphStoreError::Kind::InputOutput, sentence);
+    }
+    TableCatalog describeTables() override { return m_inner->describeTables(); }
     void fill(const QList<DefaultFill>& fills) override {
-        check();
+        check(failingFill && !fills.isEmpty());
         m_inner->fill(fills);
     }
     void replace(const QList<ValueReplacement>& replacements) override {
-        check();
+        check(failingReplace && !replacements.isEmpty());
         m_inner->replace(replacements);
     }
     void insertNode(const NodeRecord& record) override {
@@ -94,8 +115,18 @@ public:
         check();
         m_inner->deleteRel(id, label);
     }
-    QList<NodeRecord> loadNodes(const QStringList& labels) override { return m_inner->loadNodes(labels); }
-    QList<RelRecord> loadRels(const QStringList& labels) override { return m_inner->loadRels(labels); }
+    QList<NodeRecord> loadNodes(const QStringList& labels) override {
+        failLoad();
+        return m_inner->loadNodes(labels);
+    }
+    QList<RelRecord> loadRels(const QStringList& labels) override {
+        failLoad();
+        return m_inner->loadRels(labels);
+    }
+    GraphRecords loadGraph(const QStringList& nodeLabels, const QStringList& relLabels) override {
+        failLoad();
+        return m_inner->loadGraph(nodeLabels, relLabels);
+    }
     QueryOutput runReadOnly(const QString& cypher, int rowLimit) override {
         return m_inner->runReadOnly(cypher, rowLimit);
     }
@@ -107,12 +138,21 @@ public:
         check();
         m_inner->insertRecords(nodes, rels);
     }
-    void checkpoint() override { m_inner->checkpoint(); }
+    void checkpoint() override {
+        check(failingCheckpoint);
+        m_inner->checkpoint();
+    }
 
 private:
-    void check() const {
-        if (failing)
-            throw GraphStoreError(sentence);
+    void failLoad() const {
+        if (failingLoad)
+            throw GraphStoreError(GraphStoreError::Kind::InputOutput,
+                                  QStringLiteral("The database couldn't read: the disk is failing."));
+    }
+    void check(bool also = false) {
+        ++writes;
+        if (failing || also || (failingWrite && writes == *failingWrite))
+            throw GraphStoreError(GraphStoreError::Kind::InputOutput, sentence);
     }
     std::shared_ptr<SessionStore> m_inner;
 };
@@ -180,5 +220,49 @@ inline std::optional<NodeRecord> nodeNamed(const ProjectSession& session, const 
             return node;
     return std::nullopt;
 }
+
+// Person (name, born: number with a default of 1900, status: enum), Book (title); "wrote" Person → Book,
+// "knows" Person → Person.
+struct Reading {
+    SessionWorld world;
+    Project project;
+    std::unique_ptr<ProjectSession> session;
+    NodeType person;
+    NodeType book;
+
+    explicit Reading(bool failable = false) {
+        GraphSchema shape;
+        PropertyDef born = property("born", PropertyKind::Number);
+        born.defaultValue = GraphValue::number(1900);
+        PropertyDef status = property("status", PropertyKind::Choice);
+        status.options = QStringList{"Alive", "Dead"};
+        shape.nodeTypes = {nodeType("Person", {property("name"), born, status}),
+                           nodeType("Book", {property("title")}, "peach")};
+        shape.relTypes = {relType("wrote", {{shape.nodeTypes[0].id, shape.nodeTypes[1].id}}),
+                          relType("knows", {{shape.nodeTypes[0].id, shape.nodeTypes[0].id}})};
+        project = world.create(shape);
+        session = failable ? world.openFailable(project) : world.open(project);
+        person = session->project().schema.nodeTypes[0];
+        book = session->project().schema.nodeTypes[1];
+    }
+
+    QString add(const NodeType& type, const QString& name, std::optional<QPointF> at = std::nullopt) {
+        auto id = session->createNode(type, name, {}, at);
+        EXPECT_TRUE(id) << session->notice().value_or("").toStdString();
+        return id.value_or(QString());
+    }
+    QString link(const QString& label, const QString& from, const QString& to) {
+        RelRecord rel{json::uuidText(QUuid::createUuid()), label, from, to, {}};
+        EXPECT_TRUE(session->insert(rel)) << session->notice().value_or("").toStdString();
+        return rel.id;
+    }
+    // The database's own view of one node's column.
+    GraphValue stored(const QString& id, const QString& column) {
+        QueryOutput output = session->store()->runReadOnly(
+            QStringLiteral("MATCH (n {id: '%1'}) RETURN n.%2").arg(id, column), 10);
+        return output.rows.isEmpty() ? GraphValue() : output.rows.first().first();
+    }
+};
+
 
 } // namespace corvantis::test

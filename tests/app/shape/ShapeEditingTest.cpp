@@ -32,7 +32,7 @@ struct Shape {
     QUuid addType(const QString& name) {
         auto id = session->addNodeType({0, 0});
         EXPECT_TRUE(id);
-        session->renameNodeType(*id, name);
+        session->shape().renameNodeType(*id, name);
         return *id;
     }
     QString addNode(const QString& typeName, const QString& name) {
@@ -68,7 +68,7 @@ TEST(ShapeEditing, AddingANodeTypeIsUndoneAndRedone) {
     ASSERT_EQ(added->properties.size(), 1);
     EXPECT_EQ(added->properties[0].name, "name");
     EXPECT_EQ(added->titleProperty, added->properties[0].id);
-    EXPECT_EQ(s.session->shapeSelection(), ShapeSelection::node(*id));
+    EXPECT_EQ(s.session->shape().selection(), ShapeSelection::node(*id));
     EXPECT_EQ(s.world.undo.undoActionName(), "Add Node Type");
     s.expectSavedAndApplied();
     // The second is named apart and coloured apart.
@@ -82,7 +82,7 @@ TEST(ShapeEditing, AddingANodeTypeIsUndoneAndRedone) {
     s.world.undo.undo(); // the second type
     s.world.undo.undo(); // the first type, unused: it simply goes
     EXPECT_TRUE(s.schema().nodeTypes.isEmpty());
-    EXPECT_FALSE(s.session->shapeSelection());
+    EXPECT_FALSE(s.session->shape().selection());
     s.expectSavedAndApplied();
     s.world.undo.redo();
     EXPECT_EQ(s.schema().nodeTypes.size(), 1);
@@ -131,7 +131,7 @@ TEST(ShapeEditing, DeletingATypeWithDataAsksFirstAndCantBeUndone) {
     s.link("WROTE", ada, notes);
 
     // An empty type goes at once, and a relationship that only it ended goes with it.
-    s.session->deleteNodeType(place);
+    s.session->shape().deleteNodeType(place);
     EXPECT_FALSE(s.session->confirmation());
     EXPECT_FALSE(s.schema().nodeType(place));
     EXPECT_FALSE(s.rel("visited"));
@@ -140,7 +140,7 @@ TEST(ShapeEditing, DeletingATypeWithDataAsksFirstAndCantBeUndone) {
     EXPECT_TRUE(s.rel("visited"));
     s.world.undo.redo();
 
-    s.session->setShapeSelection(ShapeSelection::node(person));
+    s.session->shape().setSelection(ShapeSelection::node(person));
     s.session->deleteShapeSelection();
     ASSERT_TRUE(s.session->confirmation());
     EXPECT_EQ(s.session->confirmation()->title, "Delete “Person”?");
@@ -154,7 +154,7 @@ TEST(ShapeEditing, DeletingATypeWithDataAsksFirstAndCantBeUndone) {
     EXPECT_TRUE(s.schema().nodeType(person));
     EXPECT_TRUE(s.world.undo.canUndo());
 
-    s.session->deleteNodeType(person);
+    s.session->shape().deleteNodeType(person);
     s.session->confirm();
     EXPECT_FALSE(s.schema().nodeType(person));
     EXPECT_FALSE(s.rel("wrote")); // its only end is gone
@@ -162,14 +162,14 @@ TEST(ShapeEditing, DeletingATypeWithDataAsksFirstAndCantBeUndone) {
     EXPECT_FALSE(s.session->nodes().contains(grace));
     EXPECT_TRUE(s.session->nodes().contains(notes));
     EXPECT_TRUE(s.session->rels().isEmpty());
-    EXPECT_FALSE(s.session->shapeSelection());
+    EXPECT_FALSE(s.session->shape().selection());
     // No undo may reach back over the loss.
     EXPECT_FALSE(s.world.undo.canUndo());
     EXPECT_FALSE(s.world.undo.canRedo());
     s.expectSavedAndApplied();
 
     // A message without connections leaves them out.
-    s.session->deleteNodeType(book);
+    s.session->shape().deleteNodeType(book);
     ASSERT_TRUE(s.session->confirmation());
     EXPECT_EQ(s.session->confirmation()->message,
               "1 node is deleted from your graph too. This can't be undone.");
@@ -179,37 +179,37 @@ TEST(ShapeEditing, PropertiesWithValuesAreLockedAndAskBeforeTheyGo) {
     Shape s;
     const QUuid person = s.addType("Person");
     const PropertyOwner owner = PropertyOwner::node(person);
-    const QUuid born = *s.session->addProperty(owner);
-    s.session->renameProperty(born, owner, "born");
-    s.session->changeKind(born, owner, PropertyKind::Number);
+    const QUuid born = *s.session->shape().addProperty(owner);
+    s.session->shape().renameProperty(born, owner, "born");
+    s.session->shape().changeKind(born, owner, PropertyKind::Number);
     EXPECT_EQ(s.schema().nodeType(person)->property(born)->kind, PropertyKind::Number);
-    const QUuid nick = *s.session->addProperty(owner);
-    s.session->renameProperty(nick, owner, "nick");
+    const QUuid nick = *s.session->shape().addProperty(owner);
+    s.session->shape().renameProperty(nick, owner, "nick");
     const QString ada = s.addNode("Person", "Ada");
     s.addNode("Person", "Grace");
 
     EXPECT_FALSE(s.session->isLocked(born, owner));
     EXPECT_EQ(s.session->missingCount(born, owner), 2);
-    EXPECT_EQ(s.session->allowedKinds(born, owner).size(), 5);
+    EXPECT_EQ(s.session->shape().allowedKinds(born, owner).size(), 5);
     ASSERT_TRUE(s.session->setValueFromText(ada, born, "1815"));
     ASSERT_TRUE(s.session->setValueFromText(ada, nick, "Countess"));
     EXPECT_TRUE(s.session->isLocked(born, owner));
     EXPECT_EQ(s.session->missingCount(born, owner), 1);
-    EXPECT_EQ(s.session->allowedKinds(born, owner), QList<PropertyKind>{PropertyKind::Number});
-    EXPECT_EQ(s.session->allowedKinds(nick, owner),
+    EXPECT_EQ(s.session->shape().allowedKinds(born, owner), QList<PropertyKind>{PropertyKind::Number});
+    EXPECT_EQ(s.session->shape().allowedKinds(nick, owner),
               (QList<PropertyKind>{PropertyKind::Text, PropertyKind::Choice}));
 
     // A number holding values keeps its column type; text and enum trade places freely.
-    s.session->changeKind(born, owner, PropertyKind::Text);
+    s.session->shape().changeKind(born, owner, PropertyKind::Text);
     EXPECT_EQ(s.session->notice(),
               "Your graph holds values for it, so it can only switch between text and enum.");
     EXPECT_EQ(s.schema().nodeType(person)->property(born)->kind, PropertyKind::Number);
-    s.session->changeKind(nick, owner, PropertyKind::Choice);
+    s.session->shape().changeKind(nick, owner, PropertyKind::Choice);
     EXPECT_EQ(s.schema().nodeType(person)->property(nick)->kind, PropertyKind::Choice);
     EXPECT_EQ(s.session->nodes().value(ada).properties.value("nick"), GraphValue::string("Countess"));
 
     // Removing a property without values runs at once; with values it asks.
-    const QUuid unused = *s.session->addProperty(owner);
+    const QUuid unused = *s.session->shape().addProperty(owner);
     s.session->removeProperty(unused, owner);
     EXPECT_FALSE(s.session->confirmation());
     EXPECT_FALSE(s.schema().nodeType(person)->property(unused));
@@ -229,10 +229,10 @@ TEST(ShapeEditing, DefaultsAndOptionsReachTheRowsThatHoldThem) {
     Shape s;
     const QUuid person = s.addType("Person");
     const PropertyOwner owner = PropertyOwner::node(person);
-    const QUuid status = *s.session->addProperty(owner);
-    s.session->renameProperty(status, owner, "status");
-    s.session->changeKind(status, owner, PropertyKind::Choice);
-    s.session->setOptions(status, owner, {" Alive ", "Dead", "", "Alive"});
+    const QUuid status = *s.session->shape().addProperty(owner);
+    s.session->shape().renameProperty(status, owner, "status");
+    s.session->shape().changeKind(status, owner, PropertyKind::Choice);
+    s.session->shape().setOptions(status, owner, {" Alive ", "Dead", "", "Alive"});
     EXPECT_EQ(s.schema().nodeType(person)->property(status)->options, QStringList({"Alive", "Dead"}));
     const QString ada = s.addNode("Person", "Ada");
     const QString grace = s.addNode("Person", "Grace");
@@ -242,9 +242,9 @@ TEST(ShapeEditing, DefaultsAndOptionsReachTheRowsThatHoldThem) {
     EXPECT_EQ(s.session->missingCount(status, owner), 2);
 
     // A default reaches every node without a value at once.
-    EXPECT_FALSE(s.session->setDefaultFromText(status, owner, "Unknown"));
+    EXPECT_FALSE(s.session->shape().setDefaultFromText(status, owner, "Unknown"));
     EXPECT_EQ(s.session->notice(), "“Unknown” isn't one of the options of “status”: Alive, Dead.");
-    EXPECT_TRUE(s.session->setDefaultFromText(status, owner, "alive"));
+    EXPECT_TRUE(s.session->shape().setDefaultFromText(status, owner, "alive"));
     EXPECT_EQ(s.session->missingCount(status, owner), 0);
     EXPECT_EQ(s.session->nodes().value(ada).properties.value("status"), GraphValue::string("Alive"));
     EXPECT_EQ(s.session->nodes().value(grace).properties.value("status"), GraphValue::string("Dead"));
@@ -252,7 +252,7 @@ TEST(ShapeEditing, DefaultsAndOptionsReachTheRowsThatHoldThem) {
     EXPECT_EQ(s.session->distinctValues(status, owner, 1), QStringList({"Alive"}));
 
     // Renaming one option rewrites the rows that hold it, and the default follows.
-    s.session->setOptions(status, owner, {"Living", "Dead"});
+    s.session->shape().setOptions(status, owner, {"Living", "Dead"});
     EXPECT_EQ(s.schema().nodeType(person)->property(status)->defaultValue, GraphValue::string("Living"));
     EXPECT_EQ(s.session->nodes().value(ada).properties.value("status"), GraphValue::string("Living"));
     EXPECT_EQ(s.session->nodes().value(grace).properties.value("status"), GraphValue::string("Dead"));
@@ -271,7 +271,7 @@ TEST(ShapeEditing, ConnectionsChangeDirectionAndGo) {
     const QUuid knowsId = *s.session->addRelationship("knows", person, person, false);
     const QUuid wroteId = *s.session->addRelationship("wrote", person, book, true);
     const RelEndpoint forward{person, book};
-    EXPECT_EQ(s.session->direction(forward, wroteId), ConnectionDirection::BothWays);
+    EXPECT_EQ(s.session->shape().direction(forward, wroteId), ConnectionDirection::BothWays);
     EXPECT_EQ(s.rel("wrote")->endpoints, (QList<RelEndpoint>{forward, forward.reversed()}));
     // The same database name adds a connection to the type that has it.
     EXPECT_EQ(*s.session->addRelationship("Wrote", book, book, false), wroteId);
@@ -298,20 +298,20 @@ TEST(ShapeEditing, ConnectionsChangeDirectionAndGo) {
     s.session->cycleDirection(forward, wroteId);
     EXPECT_FALSE(s.session->confirmation());
     EXPECT_EQ(s.rel("wrote")->endpoints.first(), forward.reversed());
-    EXPECT_EQ(s.session->direction(forward, wroteId), ConnectionDirection::OtherWay);
+    EXPECT_EQ(s.session->shape().direction(forward, wroteId), ConnectionDirection::OtherWay);
     EXPECT_EQ(s.world.undo.undoActionName(), "Change Direction");
     EXPECT_EQ(s.session->rels().size(), 1);
     // Next comes one way, this way round, which would drop the relationship's direction: it asks.
     s.session->cycleDirection(forward, wroteId);
     ASSERT_TRUE(s.session->confirmation());
     s.session->dismissConfirmation();
-    EXPECT_EQ(s.session->direction(forward, wroteId), ConnectionDirection::OtherWay);
+    EXPECT_EQ(s.session->shape().direction(forward, wroteId), ConnectionDirection::OtherWay);
     // A loop turns two-way through its entry in twoWayLoops.
     const RelEndpoint loop{person, person};
     s.session->cycleDirection(loop, knowsId);
-    EXPECT_EQ(s.session->direction(loop, knowsId), ConnectionDirection::BothWays);
+    EXPECT_EQ(s.session->shape().direction(loop, knowsId), ConnectionDirection::BothWays);
     s.session->cycleDirection(loop, knowsId);
-    EXPECT_EQ(s.session->direction(loop, knowsId), ConnectionDirection::OneWay);
+    EXPECT_EQ(s.session->shape().direction(loop, knowsId), ConnectionDirection::OneWay);
     EXPECT_FALSE(s.rel("knows")->twoWayLoops);
     s.expectSavedAndApplied();
 
@@ -374,17 +374,17 @@ TEST(ShapeEditing, TitlesMarksPriorityAndOrder) {
     const QUuid person = s.addType("Person");
     const PropertyOwner owner = PropertyOwner::node(person);
     const QUuid nameId = s.schema().nodeType(person)->properties[0].id;
-    const QUuid flag = *s.session->addProperty(owner);
-    s.session->changeKind(flag, owner, PropertyKind::Boolean);
+    const QUuid flag = *s.session->shape().addProperty(owner);
+    s.session->shape().changeKind(flag, owner, PropertyKind::Boolean);
     // A boolean is never a title; only a boolean is a mark.
-    s.session->setTitleProperty(owner, flag);
+    s.session->shape().setTitleProperty(owner, flag);
     EXPECT_EQ(s.schema().nodeType(person)->titleProperty, nameId);
-    s.session->setMarkProperty(owner, nameId);
+    s.session->shape().setMarkProperty(owner, nameId);
     EXPECT_FALSE(s.schema().nodeType(person)->markProperty);
-    s.session->setMarkProperty(owner, flag);
+    s.session->shape().setMarkProperty(owner, flag);
     EXPECT_EQ(s.schema().nodeType(person)->markProperty, flag);
 
-    s.session->moveProperty(flag, owner, 0);
+    s.session->shape().moveProperty(flag, owner, 0);
     EXPECT_EQ(s.schema().nodeType(person)->properties[0].id, flag);
     EXPECT_EQ(s.world.undo.undoActionName(), "Move Property");
     s.session->setExpandPriority(ExpandPriority::WhenAsked, person);
