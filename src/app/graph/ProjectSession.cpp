@@ -140,8 +140,7 @@ void ProjectSession::loadRecords(GraphStore& store) {
 
 void ProjectSession::rebuildDerived() {
     GraphDerived::Maps maps = GraphDerived::of(m_nodes, m_rels);
-    m_degrees = std::move(maps.degrees);
-    m_adjacency = std::move(maps.adjacency);
+    m_nodeIndex = std::move(maps.index);
     m_relCounts = std::move(maps.relCounts);
     m_typeCounts = std::move(maps.typeCounts);
     ++m_topology;

@@ -6,6 +6,7 @@
 #include "app/shape/ShapeSelection.h"
 #include "app/undo/UndoStack.h"
 #include "kit/graph/GraphAdded.h"
+#include "kit/graph/GraphDerived.h"
 #include "kit/graph/GraphPlan.h"
 #include "kit/projects/HistoryEntry.h"
 #include "kit/projects/Project.h"
@@ -71,8 +72,8 @@ public:
 
     const QHash<QString, NodeRecord>& nodes() const { return m_nodes; }
     const QHash<QString, RelRecord>& rels() const { return m_rels; }
-    const QHash<QString, int>& degrees() const { return m_degrees; }
-    const QHash<QString, QStringList>& adjacency() const { return m_adjacency; }
+    // Every node, and every relationship end that is no node, by number, with its neighbours as numbers.
+    const GraphDerived::NodeIndex& nodeIndex() const { return m_nodeIndex; }
     const QHash<QString, int>& typeCounts() const { return m_typeCounts; }
     const QHash<QString, int>& relCounts() const { return m_relCounts; }
     // Raised whenever the set of nodes or relationships changes.
@@ -305,8 +306,7 @@ private:
 
     QHash<QString, NodeRecord> m_nodes;
     QHash<QString, RelRecord> m_rels;
-    QHash<QString, int> m_degrees;
-    QHash<QString, QStringList> m_adjacency;
+    GraphDerived::NodeIndex m_nodeIndex;
     QHash<QString, int> m_typeCounts;
     QHash<QString, int> m_relCounts;
     int m_topology = 0;
