@@ -109,7 +109,7 @@ void generate(const QString& libraryPath, const QString& folder, int nodes, int 
     const QString dbPath = library.databasePath(project.id);
     {
         LadybugGraphStore store(dbPath);
-        store.execute(DDLBuilder::statements(std::nullopt, project.schema));
+        store.migrate(DDLBuilder::plan(std::nullopt, project.schema));
     }
     project.appliedSchema = project.schema;
     library.save(project);

@@ -190,28 +190,25 @@ bool ProjectSession::syncDatabase() {
         return false;
 
     const GraphSchema applied = m_project.appliedSchema.value_or(GraphSchema());
-    const QStringList statements = DDLBuilder::statements(m_project.appliedSchema, m_project.schema);
-    const QList<DefaultFill> fills = DDLBuilder::fills(m_project.appliedSchema, m_project.schema);
-    const QList<ValueReplacement> replacements =
-        DDLBuilder::replacements(m_project.appliedSchema, m_project.schema);
+    const MigrationPlan plan = DDLBuilder::plan(m_project.appliedSchema, m_project.schema);
     const bool lost = losesData(applied, m_project.schema);
 
     if (m_store) {
         try {
-            m_store->execute(statements);
+            m_store->migrate(plan);
         } catch (const UserFacingError& error) {
             setNotice(error.message());
             pruneShapeSelection();
             return false;
         }
         try {
-            m_store->fill(fills);
+            m_store->fill(plan.fills);
         } catch (const UserFacingError& error) {
             setNotice(error.message());
-            m_project.schema.dropDefaults(fills, applied);
+            m_project.schema.dropDefaults(plan.fills, applied);
         }
         try {
-            m_store->replace(replacements);
+            m_store->replace(plan.replacements);
         } catch (const UserFacingError& error) {
             setNotice(error.message());
         }
@@ -219,7 +216,7 @@ bool ProjectSession::syncDatabase() {
     m_project.appliedSchema = m_project.schema;
     emit projectChanged();
 
-    if (!statements.isEmpty() || !fills.isEmpty() || !replacements.isEmpty())
+    if (!plan.isEmpty())
         reloadGraph();
     if (lost && m_undo)
         m_undo->removeAllActions(this);

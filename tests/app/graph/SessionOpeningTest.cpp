@@ -272,7 +272,7 @@ TEST(SessionOpening, ADatabaseThatWontOpenLeavesTheProjectAsItWas) {
     SessionWorld world;
     Project project = world.create(readingShape());
     SessionStoreOpener broken = [](const QString&) -> std::shared_ptr<SessionStore> {
-        throw GraphStoreError("The database file is damaged.");
+        throw GraphStoreError(GraphStoreError::Kind::Engine, "The database file is damaged.");
     };
     const QByteArray before = readFile(world.library.folder(project.id) + "/project.json");
     ProjectSession session(project, world.library, &world.settings, broken);

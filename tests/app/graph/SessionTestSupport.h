@@ -55,12 +55,12 @@ public:
     QList<QStringList> executed;
     static inline const QString sentence = QStringLiteral("The database couldn't write: the disk is full.");
 
-    void execute(const QStringList& statements) override {
+    void migrate(const MigrationPlan& plan) override {
         if (failing || failingExecute)
-            throw GraphStoreError(sentence);
-        if (!statements.isEmpty())
-            executed.append(statements);
-        m_inner->execute(statements);
+            throw GraphStoreError(GraphStoreError::Kind::InputOutput, sentence);
+        if (!plan.statements.isEmpty())
+            executed.append(plan.statements);
+        m_inner->migrate(plan);
     }
     void fill(const QList<DefaultFill>& fills) override {
         check();
@@ -96,6 +96,7 @@ public:
     }
     QList<NodeRecord> loadNodes(const QStringList& labels) override { return m_inner->loadNodes(labels); }
     QList<RelRecord> loadRels(const QStringList& labels) override { return m_inner->loadRels(labels); }
+    TableCatalog describeTables() override { return m_inner->describeTables(); }
     QueryOutput runReadOnly(const QString& cypher, int rowLimit) override {
         return m_inner->runReadOnly(cypher, rowLimit);
     }
@@ -112,7 +113,7 @@ public:
 private:
     void check() const {
         if (failing)
-            throw GraphStoreError(sentence);
+            throw GraphStoreError(GraphStoreError::Kind::InputOutput, sentence);
     }
     std::shared_ptr<SessionStore> m_inner;
 };
