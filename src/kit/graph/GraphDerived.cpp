@@ -1,5 +1,7 @@
 #include "kit/graph/GraphDerived.h"
 
+#include <algorithm>
+#include <array>
 #include <string_view>
 #include <unordered_map>
 
@@ -34,22 +36,23 @@ class LabelCounter {
 public:
     void add(const QString& label) {
         const QChar* address = label.constData();
-        for (Entry& entry : m_entries) {
-            if (entry.label->constData() == address && entry.label->size() == label.size()) {
+        const qsizetype size = label.size();
+        const size_t listed = std::min(m_entries.size(), shortList);
+        for (size_t i = 0; i < listed; ++i) {
+            Entry& entry = m_entries[i];
+            if (entry.address == address && entry.size == size) {
                 ++entry.count;
                 return;
             }
-            if (&entry - m_entries.data() + 1 == shortList)
-                break;
         }
         if (m_entries.size() >= shortList) {
-            auto [it, added] = m_byAddress.try_emplace({address, label.size()}, m_entries.size());
+            auto [it, added] = m_byAddress.try_emplace({address, size}, m_entries.size());
             if (!added) {
                 ++m_entries[it->second].count;
                 return;
             }
         }
-        m_entries.push_back({&label, 1});
+        m_entries.push_back({address, size, &label, 1});
     }
     QHash<QString, int> counts() const {
         QHash<QString, int> counts;
@@ -60,7 +63,10 @@ public:
 
 private:
     static constexpr size_t shortList = 16;
+    // The label's characters and length, kept beside it so that a comparison reads only the list.
     struct Entry {
+        const QChar* address;
+        qsizetype size;
         const QString* label;
         int count;
     };
@@ -78,7 +84,7 @@ private:
 // How far ahead of the one in hand the loops below ask the processor to fetch memory. Nearly all the
 // time of making the index goes to waiting on memory: each id's characters, each relationship's ends and
 // each table cell lie somewhere else, so they are asked for several steps before they are needed.
-constexpr size_t ahead = 8;
+constexpr size_t ahead = 16;
 
 inline void prefetch(const void* address) {
     __builtin_prefetch(address);
@@ -94,41 +100,55 @@ public:
         resize(m_index.m_byText, capacityFor(static_cast<size_t>(expected)));
     }
 
-    // Numbers the nodes' ids in order; each id is given once.
-    void addNodes(const std::vector<const QString*>& ids) {
-        const size_t count = ids.size();
-        std::vector<size_t> textHashes(count);
-        // First the texts' hashes, with the characters fetched ahead...
+    // Numbers the nodes' ids in order, each given once, and counts their labels. Each step works on
+    // what earlier steps asked for: the entry, then the id's characters, then the table cells.
+    void addNodes(const std::vector<std::pair<const QString*, const NodeRecord*>>& nodes,
+                  LabelCounter& types) {
+        const size_t count = nodes.size();
+        std::array<size_t, 2 * ahead> textHashes{};
+        auto prepare = [&](size_t at) {
+            const QString& id = *nodes[at].first;
+            const size_t hash = textHash(id);
+            textHashes[at % textHashes.size()] = hash;
+            prefetch(&cellFor(m_index.m_byAddress, addressHash(id.constData())));
+            prefetch(&cellFor(m_index.m_byText, hash));
+        };
+        for (size_t i = 0; i < std::min(count, ahead); ++i)
+            prepare(i);
         for (size_t i = 0; i < count; ++i) {
-            if (i + 2 * ahead < count)
-                prefetch(ids[i + 2 * ahead]);
-            if (i + ahead < count)
-                prefetch(ids[i + ahead]->constData());
-            textHashes[i] = textHash(*ids[i]);
-        }
-        // ...then the cells, with the cells fetched ahead.
-        for (size_t i = 0; i < count; ++i) {
-            if (i + ahead < count) {
-                prefetch(&cellFor(m_index.m_byAddress, addressHash(ids[i + ahead]->constData())));
-                prefetch(&cellFor(m_index.m_byText, textHashes[i + ahead]));
+            if (i + 3 * ahead < count) {
+                prefetch(nodes[i + 3 * ahead].first);
+                prefetch(nodes[i + 3 * ahead].second);
             }
-            add(*ids[i], textHashes[i]);
+            if (i + 2 * ahead < count)
+                prefetch(nodes[i + 2 * ahead].first->constData());
+            if (i + ahead < count)
+                prepare(i + ahead);
+            add(*nodes[i].first, textHashes[i % textHashes.size()]);
+            types.add(nodes[i].second->label);
         }
         m_index.m_nodeCount = m_index.size();
     }
 
-    // The number of each relationship end, in order; an end that is no node is numbered after the nodes.
-    std::vector<int> numberEnds(const std::vector<const QString*>& ends) {
-        const size_t count = ends.size();
-        std::vector<int> numbers(count);
+    // The numbers of each relationship's two ends, in order, with the labels counted; an end that is no
+    // node is numbered after the nodes.
+    std::vector<int> numberEnds(const std::vector<const RelRecord*>& rels, LabelCounter& labels) {
+        const size_t count = rels.size();
+        std::vector<int> numbers(count * 2);
         for (size_t i = 0; i < count; ++i) {
-            if (i + 2 * ahead < count)
-                prefetch(ends[i + 2 * ahead]);
-            if (i + ahead < count)
-                prefetch(&cellFor(m_index.m_byAddress, addressHash(ends[i + ahead]->constData())));
-            const QString& end = *ends[i];
-            int number = m_index.numberOf(end);
-            numbers[i] = number >= 0 ? number : add(end, textHash(end));
+            if (i + 2 * ahead < count) {
+                prefetch(rels[i + 2 * ahead]);
+                prefetch(reinterpret_cast<const char*>(rels[i + 2 * ahead]) + 64);
+            }
+            if (i + ahead < count) {
+                const RelRecord& next = *rels[i + ahead];
+                prefetch(&cellFor(m_index.m_byAddress, addressHash(next.from.constData())));
+                prefetch(&cellFor(m_index.m_byAddress, addressHash(next.to.constData())));
+            }
+            const RelRecord& rel = *rels[i];
+            labels.add(rel.label);
+            numbers[2 * i] = end(rel.from);
+            numbers[2 * i + 1] = end(rel.to);
         }
         return numbers;
     }
@@ -153,6 +173,11 @@ public:
     }
 
 private:
+    int end(const QString& id) {
+        const int number = m_index.numberOf(id);
+        return number >= 0 ? number : add(id, textHash(id));
+    }
+
     int add(const QString& id, size_t hash) {
         const int number = m_index.size();
         if (static_cast<size_t>(number + 1) * 2 > m_index.m_byText.cells.size())
@@ -235,43 +260,24 @@ QStringList NodeIndex::neighbourIds(const QString& id) const {
     return ids;
 }
 
-// Walks a hash in its order with the entry `ahead` steps on fetched in advance: a hash keeps its entries
-// apart from the order of its walk.
-template <typename Hash, typename Visit> void walkAhead(const Hash& hash, Visit visit) {
-    auto lead = hash.cbegin();
-    for (size_t i = 0; i < ahead && lead != hash.cend(); ++i)
-        ++lead;
-    for (auto it = hash.cbegin(); it != hash.cend(); ++it) {
-        if (lead != hash.cend()) {
-            prefetch(&lead.key());
-            prefetch(&lead.value());
-            ++lead;
-        }
-        visit(it.key(), it.value());
-    }
-}
-
 Maps of(const QHash<QString, NodeRecord>& nodes, const QHash<QString, RelRecord>& rels) {
+    // Where each entry lies, in the hashes' order. Walking a hash reads only its own bookkeeping; the
+    // entries themselves lie elsewhere, and are fetched ahead as the builder comes to them.
+    std::vector<std::pair<const QString*, const NodeRecord*>> nodeEntries;
+    nodeEntries.reserve(static_cast<size_t>(nodes.size()));
+    for (auto it = nodes.cbegin(); it != nodes.cend(); ++it)
+        nodeEntries.push_back({&it.key(), &it.value()});
+    std::vector<const RelRecord*> relEntries;
+    relEntries.reserve(static_cast<size_t>(rels.size()));
+    for (auto it = rels.cbegin(); it != rels.cend(); ++it)
+        relEntries.push_back(&it.value());
+
     Maps maps;
     IndexBuilder builder(maps.index, nodes.size());
     LabelCounter types;
-    std::vector<const QString*> ids;
-    ids.reserve(static_cast<size_t>(nodes.size()));
-    walkAhead(nodes, [&](const QString& id, const NodeRecord& node) {
-        ids.push_back(&id);
-        types.add(node.label);
-    });
-    builder.addNodes(ids);
-
+    builder.addNodes(nodeEntries, types);
     LabelCounter relLabels;
-    std::vector<const QString*> ends;
-    ends.reserve(static_cast<size_t>(rels.size()) * 2);
-    walkAhead(rels, [&](const QString&, const RelRecord& rel) {
-        ends.push_back(&rel.from);
-        ends.push_back(&rel.to);
-        relLabels.add(rel.label);
-    });
-    builder.finish(builder.numberEnds(ends));
+    builder.finish(builder.numberEnds(relEntries, relLabels));
     maps.typeCounts = types.counts();
     maps.relCounts = relLabels.counts();
     return maps;
