@@ -50,7 +50,7 @@ struct Seeded {
         project.schema = shape;
         {
             LadybugGraphStore store(library.databasePath(project.id));
-            store.execute(DDLBuilder::statements(std::nullopt, shape));
+            store.migrate(DDLBuilder::plan(std::nullopt, shape));
             QList<NodeRecord> nodes;
             for (int i = 0; i < count; ++i) {
                 ids << json::uuidText(QUuid::createUuid());

@@ -10,8 +10,11 @@
 // opening of the project, the store's load alone, and the plain scan. Each is timed twice, the first
 // time with the engine's buffer pool cold (the operating system's file cache warm), then again.
 // --only runs one contender once in this process and prints its figures on one line (also for
-// profiling). Medians over the runs are printed, of the wall clock and of the processor time.
+// profiling). Medians over the runs are printed, of the wall clock and of the processor time. With the
+// project open, the maps derived from its records (GraphDerived::of, what the session rebuilds after
+// every edit) are made again several times; the median of those is printed too.
 #include "app/graph/ProjectSession.h"
+#include "kit/graph/GraphDerived.h"
 #include "kit/projects/ProjectLibrary.h"
 #include "kit/store/DDLBuilder.h"
 #include "kit/store/LadybugGraphStore.h"
@@ -106,7 +109,7 @@ void generate(const QString& libraryPath, const QString& folder, int nodes, int 
     const QString dbPath = library.databasePath(project.id);
     {
         LadybugGraphStore store(dbPath);
-        store.execute(DDLBuilder::statements(std::nullopt, project.schema));
+        store.migrate(DDLBuilder::plan(std::nullopt, project.schema));
     }
     project.appliedSchema = project.schema;
     library.save(project);
@@ -313,6 +316,7 @@ struct Bench {
 struct Measurement {
     double open = 0, first = 0, second = 0, firstCpu = 0, secondCpu = 0, rssBefore = 0, rssHeld = 0;
     long count = 0;
+    double derived = 0; // GraphDerived::of over the open project, median of several
 };
 
 // Times `pass` twice (the engine's buffer pool cold, then warm); the resident memory is read right after
@@ -343,6 +347,18 @@ Measurement measureSession(const Bench& bench) {
         m.count = session->nodes().size() + session->rels().size();
         return session;
     });
+    // The maps an edit makes the session derive again, over the project open once more.
+    auto last = std::make_unique<ProjectSession>(bench.project, library, nullptr);
+    std::vector<double> times;
+    for (int i = 0; i < 9; ++i) {
+        QElapsedTimer clock;
+        clock.start();
+        GraphDerived::Maps maps = GraphDerived::of(last->nodes(), last->rels());
+        times.push_back(seconds(clock));
+        if (maps.typeCounts.isEmpty())
+            throw std::runtime_error("nothing was derived");
+    }
+    m.derived = median(times);
     return m;
 }
 
@@ -393,9 +409,10 @@ std::optional<Measurement> measureInChild(const QString& self, const QString& fo
     }
     for (const QByteArray& line : child.readAllStandardOutput().split('\n')) {
         const QList<QByteArray> f = line.split(' ');
-        if (f.size() == 9 && f[0] == "measurement")
-            return Measurement{f[1].toDouble(), f[2].toDouble(), f[3].toDouble(), f[4].toDouble(),
-                               f[5].toDouble(), f[6].toDouble(), f[7].toDouble(), f[8].toLong()};
+        if (f.size() == 10 && f[0] == "measurement")
+            return Measurement{f[1].toDouble(), f[2].toDouble(), f[3].toDouble(),
+                               f[4].toDouble(), f[5].toDouble(), f[6].toDouble(),
+                               f[7].toDouble(), f[8].toLong(),   f[9].toDouble()};
     }
     return std::nullopt;
 }
@@ -430,8 +447,8 @@ int main(int argc, char** argv) {
             Measurement m = only == QLatin1String("session") ? measureSession(bench)
                             : only == QLatin1String("store") ? measureStore(bench)
                                                              : measurePlain(bench);
-            std::printf("measurement %.6f %.6f %.6f %.6f %.6f %.1f %.1f %ld\n", m.open, m.first, m.second,
-                        m.firstCpu, m.secondCpu, m.rssBefore, m.rssHeld, m.count);
+            std::printf("measurement %.6f %.6f %.6f %.6f %.6f %.1f %.1f %ld %.6f\n", m.open, m.first,
+                        m.second, m.firstCpu, m.secondCpu, m.rssBefore, m.rssHeld, m.count, m.derived);
             return 0;
         }
 
@@ -499,6 +516,8 @@ int main(int argc, char** argv) {
         row("loads / plain scan, second pass (ratio)",
             med("store", &Measurement::second) / med("plain", &Measurement::second),
             med("store", &Measurement::secondCpu) / med("plain", &Measurement::secondCpu));
+        std::printf("%-48s %10.1f ms\n", "GraphDerived::of over the open project",
+                    med("session", &Measurement::derived) * 1000);
         std::printf("%-48s %10.0f MB\n", "resident memory, project open",
                     med("session", &Measurement::rssHeld));
         std::printf("%-48s %10.0f MB\n", "resident memory, before opening",

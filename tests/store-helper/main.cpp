@@ -2,9 +2,10 @@
 //
 //   corvantis-store-helper hold <database>
 //       opens the store, prints "open", and keeps it open until its standard input closes.
-//   corvantis-store-helper stop-at <placeholders|committed> <database> <statement>...
-//       opens the store and runs the statements as one migration; at the named step inside the column
-//       drop it prints "stopped" and waits to be killed. Prints "done" if the step never comes.
+//   corvantis-store-helper stop-at <placeholders|committed|checkpointed> <database> <tables> <statement>...
+//       opens the store and runs the statements as one migration, `tables` (comma-separated, may be
+//       empty) being the tables that lose a column; at the named step it prints "stopped" and waits to
+//       be killed. Prints "done" if the step never comes.
 //
 // Every failure prints "error: {message}" and exits with 1.
 #include "kit/store/GraphStoreError.h"
@@ -28,9 +29,10 @@ void say(const char* line) {
 }
 
 int usage() {
-    std::fputs("usage: corvantis-store-helper hold <database> | stop-at <placeholders|committed> <database> "
-               "<statement>...\n",
-               stderr);
+    std::fputs(
+        "usage: corvantis-store-helper hold <database> | stop-at <placeholders|committed|checkpointed> "
+        "<database> <tables> <statement>...\n",
+        stderr);
     return 2;
 }
 
@@ -48,12 +50,14 @@ int main(int argc, char** argv) {
             }
             return 0;
         }
-        if (args.size() >= 4 && args[0] == QLatin1String("stop-at")) {
+        if (args.size() >= 5 && args[0] == QLatin1String("stop-at")) {
             LadybugGraphStore::MigrationStep step;
             if (args[1] == QLatin1String("placeholders"))
                 step = LadybugGraphStore::MigrationStep::PlaceholdersInserted;
             else if (args[1] == QLatin1String("committed"))
                 step = LadybugGraphStore::MigrationStep::StatementsCommitted;
+            else if (args[1] == QLatin1String("checkpointed"))
+                step = LadybugGraphStore::MigrationStep::CheckpointWritten;
             else
                 return usage();
             LadybugGraphStore store(args[2]);
@@ -64,7 +68,11 @@ int main(int argc, char** argv) {
                 for (;;)
                     pause();
             });
-            store.execute(args.mid(3));
+            MigrationPlan plan;
+            const QStringList tables = args[3].split(QLatin1Char(','), Qt::SkipEmptyParts);
+            plan.tablesLosingColumns = QSet<QString>(tables.begin(), tables.end());
+            plan.statements = args.mid(4);
+            store.migrate(plan);
             say("done");
             return 0;
         }

@@ -165,8 +165,7 @@ void ProjectSession::loadRecords(GraphStore& store) {
 
 void ProjectSession::rebuildDerived() {
     GraphDerived::Maps maps = GraphDerived::of(m_nodes, m_rels);
-    m_derived.degrees = std::move(maps.degrees);
-    m_derived.adjacency = std::move(maps.adjacency);
+    m_derived.index = std::move(maps.index);
     m_derived.relCounts = std::move(maps.relCounts);
     m_derived.typeCounts = std::move(maps.typeCounts);
     ++m_topology;

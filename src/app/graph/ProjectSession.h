@@ -5,6 +5,7 @@
 #include "app/graph/SessionStore.h"
 #include "app/shape/ShapeEditor.h"
 #include "kit/graph/GraphAdded.h"
+#include "kit/graph/GraphDerived.h"
 #include "kit/graph/GraphPlan.h"
 #include "kit/projects/HistoryEntry.h"
 #include "kit/projects/ProjectLibrary.h"
@@ -73,8 +74,8 @@ public:
 
     const QHash<QString, NodeRecord>& nodes() const override { return m_nodes; }
     const QHash<QString, RelRecord>& rels() const override { return m_rels; }
-    const QHash<QString, int>& degrees() const { return m_derived.degrees; }
-    const QHash<QString, QStringList>& adjacency() const { return m_derived.adjacency; }
+    // Every node, and every relationship end that is no node, by number, with its neighbours as numbers.
+    const GraphDerived::NodeIndex& nodeIndex() const { return m_derived.index; }
     const QHash<QString, int>& typeCounts() const { return m_derived.typeCounts; }
     const QHash<QString, int>& relCounts() const { return m_derived.relCounts; }
     // Raised whenever the set of nodes or relationships changes.
@@ -218,8 +219,7 @@ signals:
 private:
     // What a session's maps derive from the records.
     struct Derived {
-        QHash<QString, int> degrees;
-        QHash<QString, QStringList> adjacency;
+        GraphDerived::NodeIndex index;
         QHash<QString, int> typeCounts;
         QHash<QString, int> relCounts;
     };

@@ -31,7 +31,7 @@ public:
 
     static SessionStoreOpener opener();
 
-    void execute(const QStringList& statements) override { m_store.execute(statements); }
+    void migrate(const MigrationPlan& plan) override { m_store.migrate(plan); }
     void fill(const QList<DefaultFill>& fills) override { m_store.fill(fills); }
     void replace(const QList<ValueReplacement>& replacements) override { m_store.replace(replacements); }
     void insertNode(const NodeRecord& record) override { m_store.insertNode(record); }
@@ -51,6 +51,7 @@ public:
     GraphRecords loadGraph(const QStringList& nodeLabels, const QStringList& relLabels) override {
         return m_store.loadGraph(nodeLabels, relLabels);
     }
+    TableCatalog describeTables() override { return m_store.describeTables(); }
     QueryOutput runReadOnly(const QString& cypher, int rowLimit) override {
         return m_store.runReadOnly(cypher, rowLimit);
     }

@@ -1,149 +1,285 @@
 #include "kit/graph/GraphDerived.h"
 
+#include <algorithm>
+#include <array>
 #include <string_view>
 #include <unordered_map>
-#include <vector>
 
 namespace corvantis::GraphDerived {
 
 namespace {
 
-// Qt's string hash is seeded per process and costs far more per key than a plain one; these maps are
-// keyed by the hundreds of thousands, so the texts are gathered first in standard maps and each distinct
-// one goes into a QHash once.
-struct ViewHash {
-    size_t operator()(QStringView view) const noexcept {
-        return std::hash<std::u16string_view>{}(
-            std::u16string_view(view.utf16(), static_cast<size_t>(view.size())));
-    }
-};
-
-// Counts records by label. Labels read from one table share one text, so most are found by the address
-// of their characters; the counts of texts that are equal without sharing are joined at the end.
-template <typename Records, typename LabelOf>
-QHash<QString, int> countByLabel(const Records& records, LabelOf labelOf) {
-    std::unordered_map<const QChar*, std::pair<const QString*, int>> byAddress;
-    for (const auto& record : records) {
-        const QString& label = labelOf(record);
-        auto [it, added] = byAddress.try_emplace(label.constData(), &label, 0);
-        it->second.second += 1;
-    }
-    QHash<QString, int> counts;
-    for (const auto& [address, counted] : byAddress)
-        counts[*counted.first] += counted.second;
-    return counts;
+// Qt's string hash is seeded per process and costs far more per key than a plain one, and a QHash
+// allocates as it grows; these tables hold hundreds of thousands of ids and are made again after every
+// edit, so they are flat arrays of numbers with hashes of their own.
+size_t textHash(QStringView text) {
+    return std::hash<std::u16string_view>{}(
+        std::u16string_view(text.utf16(), static_cast<size_t>(text.size())));
 }
 
-// Numbers by address, in one flat table with open addressing: a lookup is a multiplication and, nearly
-// always, one probe.
-class AddressIndex {
+size_t addressHash(const void* address) {
+    return static_cast<size_t>((reinterpret_cast<quintptr>(address) * 0x9E3779B97F4A7C15ull) >> 32);
+}
+
+size_t capacityFor(size_t count) {
+    size_t capacity = 16;
+    while (capacity < count * 2)
+        capacity *= 2;
+    return capacity;
+}
+
+// Counts records by label. Labels read from one table share one text, so records are counted by the
+// address of their label's characters: the few labels of a graph are found by a glance along a short
+// list, and a map by address takes the rest. The counts of texts that are equal without sharing are
+// joined at the end.
+class LabelCounter {
 public:
-    explicit AddressIndex(size_t count) {
-        size_t capacity = 16;
-        while (capacity < count * 2)
-            capacity *= 2;
-        m_slots.assign(capacity, Slot{nullptr, -1});
-        m_mask = capacity - 1;
-    }
-    void insert(const void* address, int number) {
-        size_t at = slotOf(address);
-        while (m_slots[at].address && m_slots[at].address != address)
-            at = (at + 1) & m_mask;
-        m_slots[at] = {address, number};
-    }
-    // The number of `address`; -1 when it has none.
-    int find(const void* address) const {
-        for (size_t at = slotOf(address);; at = (at + 1) & m_mask) {
-            if (m_slots[at].address == address)
-                return m_slots[at].number;
-            if (!m_slots[at].address)
-                return -1;
+    void add(const QString& label) {
+        const QChar* address = label.constData();
+        const qsizetype size = label.size();
+        const size_t listed = std::min(m_entries.size(), shortList);
+        for (size_t i = 0; i < listed; ++i) {
+            Entry& entry = m_entries[i];
+            if (entry.address == address && entry.size == size) {
+                ++entry.count;
+                return;
+            }
         }
+        if (m_entries.size() >= shortList) {
+            auto [it, added] = m_byAddress.try_emplace({address, size}, m_entries.size());
+            if (!added) {
+                ++m_entries[it->second].count;
+                return;
+            }
+        }
+        m_entries.push_back({address, size, &label, 1});
+    }
+    QHash<QString, int> counts() const {
+        QHash<QString, int> counts;
+        for (const Entry& entry : m_entries)
+            counts[*entry.label] += entry.count;
+        return counts;
     }
 
 private:
-    struct Slot {
-        const void* address;
-        int number;
+    static constexpr size_t shortList = 16;
+    // The label's characters and length, kept beside it so that a comparison reads only the list.
+    struct Entry {
+        const QChar* address;
+        qsizetype size;
+        const QString* label;
+        int count;
     };
-    size_t slotOf(const void* address) const {
-        return static_cast<size_t>((reinterpret_cast<quintptr>(address) * 0x9E3779B97F4A7C15ull) >> 32) &
-               m_mask;
-    }
-    std::vector<Slot> m_slots;
-    size_t m_mask = 0;
+    struct KeyHash {
+        size_t operator()(const std::pair<const QChar*, qsizetype>& key) const noexcept {
+            return addressHash(key.first) ^ static_cast<size_t>(key.second);
+        }
+    };
+    std::vector<Entry> m_entries; // the first `shortList` searched in turn, the others through the map
+    std::unordered_map<std::pair<const QChar*, qsizetype>, size_t, KeyHash> m_byAddress;
 };
 
 } // namespace
 
-Maps of(const QHash<QString, NodeRecord>& nodes, const QHash<QString, RelRecord>& rels) {
-    // Each node is numbered by the address of its id's characters; an end that doesn't share them is
-    // looked up by its text, and an end that is no node at all is gathered apart.
-    std::vector<const QString*> ids;
-    ids.reserve(static_cast<size_t>(nodes.size()));
-    AddressIndex byAddress(static_cast<size_t>(nodes.size()));
-    for (auto it = nodes.cbegin(); it != nodes.cend(); ++it) {
-        byAddress.insert(it.key().constData(), static_cast<int>(ids.size()));
-        ids.push_back(&it.key());
-    }
-    auto numberOf = [&](const QString& end) {
-        // Same characters at the same address, of the same length: the same text.
-        if (int number = byAddress.find(end.constData());
-            number >= 0 && ids[static_cast<size_t>(number)]->size() == end.size())
-            return number;
-        if (auto node = nodes.constFind(end); node != nodes.cend())
-            return byAddress.find(node.key().constData());
-        return -1;
-    };
+// How far ahead of the one in hand the loops below ask the processor to fetch memory. Nearly all the
+// time of making the index goes to waiting on memory: each id's characters, each relationship's ends and
+// each table cell lie somewhere else, so they are asked for several steps before they are needed.
+constexpr size_t ahead = 16;
 
-    // The ends are numbered in one pass and counted, so that each list is made at its full length.
-    struct Numbered {
-        const RelRecord* rel;
-        int from;
-        int to;
-    };
-    std::vector<Numbered> numbered;
-    numbered.reserve(static_cast<size_t>(rels.size()));
-    std::vector<int> counts(ids.size(), 0);
-    for (const RelRecord& rel : rels) {
-        const Numbered ends{&rel, numberOf(rel.from), numberOf(rel.to)};
-        for (int end : {ends.from, ends.to})
-            if (end >= 0)
-                ++counts[static_cast<size_t>(end)];
-        numbered.push_back(ends);
+inline void prefetch(const void* address) {
+    __builtin_prefetch(address);
+}
+
+// Numbers ids as it is given them and fills the index's tables; the neighbours come at the end.
+class IndexBuilder {
+public:
+    IndexBuilder(NodeIndex& index, qsizetype expected)
+        : m_index(index) {
+        m_index.m_ids.reserve(expected);
+        resize(m_index.m_byAddress, capacityFor(static_cast<size_t>(expected)));
+        resize(m_index.m_byText, capacityFor(static_cast<size_t>(expected)));
     }
-    std::vector<QStringList> neighbours(ids.size());
-    for (size_t i = 0; i < ids.size(); ++i)
-        neighbours[i].reserve(counts[i]);
-    std::unordered_map<QStringView, std::pair<const QString*, QStringList>, ViewHash> strays;
-    auto gather = [&](int number, const QString& end, const QString& other) {
-        if (number >= 0) {
-            neighbours[static_cast<size_t>(number)].append(other);
-            return;
+
+    // Numbers the nodes' ids in order, each given once, and counts their labels. Each step works on
+    // what earlier steps asked for: the entry, then the id's characters, then the table cells.
+    void addNodes(const std::vector<std::pair<const QString*, const NodeRecord*>>& nodes,
+                  LabelCounter& types) {
+        const size_t count = nodes.size();
+        std::array<size_t, 2 * ahead> textHashes{};
+        auto prepare = [&](size_t at) {
+            const QString& id = *nodes[at].first;
+            const size_t hash = textHash(id);
+            textHashes[at % textHashes.size()] = hash;
+            prefetch(&cellFor(m_index.m_byAddress, addressHash(id.constData())));
+            prefetch(&cellFor(m_index.m_byText, hash));
+        };
+        for (size_t i = 0; i < std::min(count, ahead); ++i)
+            prepare(i);
+        for (size_t i = 0; i < count; ++i) {
+            if (i + 3 * ahead < count) {
+                prefetch(nodes[i + 3 * ahead].first);
+                prefetch(nodes[i + 3 * ahead].second);
+            }
+            if (i + 2 * ahead < count)
+                prefetch(nodes[i + 2 * ahead].first->constData());
+            if (i + ahead < count)
+                prepare(i + ahead);
+            add(*nodes[i].first, textHashes[i % textHashes.size()]);
+            types.add(nodes[i].second->label);
         }
-        auto [it, added] = strays.try_emplace(QStringView(end), &end, QStringList());
-        it->second.second.append(other);
-    };
-    for (const Numbered& ends : numbered) {
-        gather(ends.from, ends.rel->from, ends.rel->to);
-        gather(ends.to, ends.rel->to, ends.rel->from);
+        m_index.m_nodeCount = m_index.size();
     }
+
+    // The numbers of each relationship's two ends, in order, with the labels counted; an end that is no
+    // node is numbered after the nodes.
+    std::vector<int> numberEnds(const std::vector<const RelRecord*>& rels, LabelCounter& labels) {
+        const size_t count = rels.size();
+        std::vector<int> numbers(count * 2);
+        for (size_t i = 0; i < count; ++i) {
+            if (i + 2 * ahead < count) {
+                prefetch(rels[i + 2 * ahead]);
+                prefetch(reinterpret_cast<const char*>(rels[i + 2 * ahead]) + 64);
+            }
+            if (i + ahead < count) {
+                const RelRecord& next = *rels[i + ahead];
+                prefetch(&cellFor(m_index.m_byAddress, addressHash(next.from.constData())));
+                prefetch(&cellFor(m_index.m_byAddress, addressHash(next.to.constData())));
+            }
+            const RelRecord& rel = *rels[i];
+            labels.add(rel.label);
+            numbers[2 * i] = end(rel.from);
+            numbers[2 * i + 1] = end(rel.to);
+        }
+        return numbers;
+    }
+
+    // Lays out every number's neighbours from the ends, two to a relationship, in order.
+    void finish(const std::vector<int>& ends) {
+        const size_t count = static_cast<size_t>(m_index.size());
+        std::vector<int>& offsets = m_index.m_offsets;
+        offsets.assign(count + 1, 0);
+        for (int end : ends)
+            ++offsets[static_cast<size_t>(end) + 1];
+        for (size_t i = 0; i < count; ++i)
+            offsets[i + 1] += offsets[i];
+        std::vector<int> next(offsets.begin(), offsets.end() - 1);
+        m_index.m_neighbours.resize(ends.size());
+        for (size_t i = 0; i + 1 < ends.size(); i += 2) {
+            const int from = ends[i];
+            const int to = ends[i + 1];
+            m_index.m_neighbours[static_cast<size_t>(next[static_cast<size_t>(from)]++)] = to;
+            m_index.m_neighbours[static_cast<size_t>(next[static_cast<size_t>(to)]++)] = from;
+        }
+    }
+
+private:
+    int end(const QString& id) {
+        const int number = m_index.numberOf(id);
+        return number >= 0 ? number : add(id, textHash(id));
+    }
+
+    int add(const QString& id, size_t hash) {
+        const int number = m_index.size();
+        if (static_cast<size_t>(number + 1) * 2 > m_index.m_byText.cells.size())
+            grow();
+        m_index.m_ids.append(id);
+        // Keyed by the index's own copy, which keeps those characters alive while the index lives.
+        place(m_index.m_ids.last(), hash, number);
+        return number;
+    }
+
+    template <typename Cell> static void resize(NodeIndex::Table<Cell>& table, size_t capacity) {
+        table.cells.assign(capacity, Cell{});
+        table.mask = capacity - 1;
+    }
+
+    template <typename Cell> static const Cell& cellFor(const NodeIndex::Table<Cell>& table, size_t hash) {
+        return table.cells[hash & table.mask];
+    }
+
+    template <typename Cell> static void place(NodeIndex::Table<Cell>& table, size_t hash, const Cell& cell) {
+        size_t at = hash & table.mask;
+        while (table.cells[at].number >= 0)
+            at = (at + 1) & table.mask;
+        table.cells[at] = cell;
+    }
+
+    void place(const QString& id, size_t hash, int number) {
+        place(m_index.m_byAddress, addressHash(id.constData()),
+              NodeIndex::AddressCell{id.constData(), static_cast<int>(id.size()), number});
+        place(m_index.m_byText, hash, NodeIndex::TextCell{static_cast<quint32>(hash >> 32), number});
+    }
+
+    void grow() {
+        const size_t capacity = m_index.m_byText.cells.size() * 2;
+        resize(m_index.m_byAddress, capacity);
+        resize(m_index.m_byText, capacity);
+        for (int number = 0; number < m_index.size(); ++number)
+            place(m_index.m_ids[number], textHash(m_index.m_ids[number]), number);
+    }
+
+    NodeIndex& m_index;
+};
+
+int NodeIndex::numberOf(const QString& id) const {
+    if (m_ids.isEmpty())
+        return -1;
+    // Same characters at the same address, of the same length: the same text.
+    const QChar* address = id.constData();
+    for (size_t at = addressHash(address) & m_byAddress.mask;; at = (at + 1) & m_byAddress.mask) {
+        const AddressCell& cell = m_byAddress.cells[at];
+        if (cell.number < 0)
+            break;
+        if (cell.address == address && cell.length == id.size())
+            return cell.number;
+    }
+    const size_t hash = textHash(id);
+    const auto bits = static_cast<quint32>(hash >> 32);
+    for (size_t at = hash & m_byText.mask;; at = (at + 1) & m_byText.mask) {
+        const TextCell& cell = m_byText.cells[at];
+        if (cell.number < 0)
+            return -1;
+        if (cell.hash == bits && m_ids[cell.number] == id)
+            return cell.number;
+    }
+}
+
+int NodeIndex::degree(const QString& id) const {
+    const int number = numberOf(id);
+    return number < 0 ? 0 : degree(number);
+}
+
+QStringList NodeIndex::neighbourIds(const QString& id) const {
+    QStringList ids;
+    const int number = numberOf(id);
+    if (number < 0)
+        return ids;
+    ids.reserve(degree(number));
+    for (int neighbour : neighbours(number))
+        ids.append(m_ids[neighbour]);
+    return ids;
+}
+
+Maps of(const QHash<QString, NodeRecord>& nodes, const QHash<QString, RelRecord>& rels) {
+    // Where each entry lies, in the hashes' order. Walking a hash reads only its own bookkeeping; the
+    // entries themselves lie elsewhere, and are fetched ahead as the builder comes to them.
+    std::vector<std::pair<const QString*, const NodeRecord*>> nodeEntries;
+    nodeEntries.reserve(static_cast<size_t>(nodes.size()));
+    for (auto it = nodes.cbegin(); it != nodes.cend(); ++it)
+        nodeEntries.push_back({&it.key(), &it.value()});
+    std::vector<const RelRecord*> relEntries;
+    relEntries.reserve(static_cast<size_t>(rels.size()));
+    for (auto it = rels.cbegin(); it != rels.cend(); ++it)
+        relEntries.push_back(&it.value());
 
     Maps maps;
-    maps.adjacency.reserve(nodes.size());
-    maps.degrees.reserve(nodes.size());
-    auto put = [&](const QString& id, QStringList&& list) {
-        maps.degrees.emplace(id, static_cast<int>(list.size()));
-        maps.adjacency.emplace(id, std::move(list));
-    };
-    for (size_t i = 0; i < ids.size(); ++i)
-        if (!neighbours[i].isEmpty())
-            put(*ids[i], std::move(neighbours[i]));
-    for (auto& [end, stray] : strays)
-        put(*stray.first, std::move(stray.second));
-    maps.relCounts = countByLabel(rels, [](const RelRecord& rel) -> const QString& { return rel.label; });
-    maps.typeCounts =
-        countByLabel(nodes, [](const NodeRecord& node) -> const QString& { return node.label; });
+    IndexBuilder builder(maps.index, nodes.size());
+    LabelCounter types;
+    builder.addNodes(nodeEntries, types);
+    LabelCounter relLabels;
+    builder.finish(builder.numberEnds(relEntries, relLabels));
+    maps.typeCounts = types.counts();
+    maps.relCounts = relLabels.counts();
     return maps;
 }
 

@@ -46,6 +46,20 @@ void Connection::setQueryTimeout(quint64 milliseconds) {
                            QStringLiteral("The query time-out could not be set."));
 }
 
+void Connection::setMaxThreads(quint64 threads) {
+    if (lbug_connection_set_max_num_thread_for_exec(&m_connection, threads) != LbugSuccess)
+        throw LadybugError(LadybugError::Kind::ConnectionInitializationFailed,
+                           QStringLiteral("The connection's threads could not be set."));
+}
+
+quint64 Connection::maxThreads() {
+    uint64_t threads = 0;
+    if (lbug_connection_get_max_num_thread_for_exec(&m_connection, &threads) != LbugSuccess)
+        throw LadybugError(LadybugError::Kind::ConnectionInitializationFailed,
+                           QStringLiteral("The connection's threads could not be read."));
+    return threads;
+}
+
 std::shared_ptr<QueryResult> Connection::query(const QString& cypher) {
     lbug_query_result result{};
     auto state = lbug_connection_query(&m_connection, cypher.toUtf8().constData(), &result);

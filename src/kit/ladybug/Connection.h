@@ -33,6 +33,10 @@ public:
 
     // Bounds every later query; a query that runs longer fails with the engine's time-out text.
     void setQueryTimeout(quint64 milliseconds);
+    // How many of the engine's worker threads one query of this connection may use at once. The
+    // database has one pool of workers for all its connections, and a query waits for a free one.
+    void setMaxThreads(quint64 threads);
+    quint64 maxThreads();
     // Runs Cypher text (one or more statements); fails with LadybugError (queryExecutionFailed) and the
     // engine's message. With several statements the result is the first one's.
     std::shared_ptr<QueryResult> query(const QString& cypher);

@@ -62,19 +62,32 @@ QString initializationFailed(lbug_state state, const QString& detail) {
     return message;
 }
 
-// What can be told about a failed opening from outside the engine.
-QString diagnose(const QString& path, const QByteArray& nativePath) {
+// What can be told about a failed opening from outside the engine: whether another program holds the
+// file's lock, or the path cannot be reached, with a sentence to add to the engine's code.
+struct Diagnosis {
+    LadybugError::Cause cause = LadybugError::Cause::Engine;
+    QString detail;
+};
+
+Diagnosis diagnose(const QString& path, const QByteArray& nativePath) {
     if (auto holder = lockHolder(nativePath)) {
         QString who = *holder > 0 ? QStringLiteral("another program (process %1)").arg(*holder)
                                   : QStringLiteral("another program");
-        return QStringLiteral("Could not set lock on file %1: %2 has the database open.").arg(path, who);
+        return {LadybugError::Cause::Locked,
+                QStringLiteral("Could not set lock on file %1: %2 has the database open.").arg(path, who)};
     }
     QFileInfo info(path);
     if (info.isDir())
-        return QStringLiteral("Database path cannot be a directory: %1").arg(path);
+        return {LadybugError::Cause::InputOutput,
+                QStringLiteral("Database path cannot be a directory: %1").arg(path)};
     if (!info.dir().exists())
-        return QStringLiteral("The folder %1 does not exist.")
-            .arg(QDir::toNativeSeparators(info.absolutePath()));
+        return {LadybugError::Cause::InputOutput, QStringLiteral("The folder %1 does not exist.")
+                                                      .arg(QDir::toNativeSeparators(info.absolutePath()))};
+    const QByteArray folder = QFile::encodeName(info.absolutePath());
+    if (::access(folder.constData(), W_OK | X_OK) != 0 ||
+        (info.exists() && ::access(nativePath.constData(), R_OK | W_OK) != 0))
+        return {LadybugError::Cause::InputOutput,
+                QStringLiteral("This program may not write the database at %1.").arg(path)};
     return {};
 }
 
@@ -90,15 +103,18 @@ std::shared_ptr<Database> Database::open(const QString& path, std::optional<Syst
             LadybugError::Kind::DatabaseInitializationFailed,
             initializationFailed(LbugError, QStringLiteral("Could not set lock on file %1: this "
                                                            "program already has the database open.")
-                                                .arg(path)));
+                                                .arg(path)),
+            LadybugError::Cause::Locked);
 
     lbug_database database{};
     auto state = lbug_database_init(nativePath.constData(),
                                     (config ? *config : SystemConfig::defaults()).raw(), &database);
-    if (state != LbugSuccess || database._database == nullptr)
-        throw LadybugError(
-            LadybugError::Kind::DatabaseInitializationFailed,
-            initializationFailed(state == LbugSuccess ? LbugError : state, diagnose(path, nativePath)));
+    if (state != LbugSuccess || database._database == nullptr) {
+        const Diagnosis diagnosis = diagnose(path, nativePath);
+        throw LadybugError(LadybugError::Kind::DatabaseInitializationFailed,
+                           initializationFailed(state == LbugSuccess ? LbugError : state, diagnosis.detail),
+                           diagnosis.cause);
+    }
 
     auto identity = fileIdentity(nativePath);
     if (identity)

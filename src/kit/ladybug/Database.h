@@ -18,7 +18,8 @@ class Database {
 public:
     // Opens (or creates) the database at `path`; without a config, the engine's defaults. Fails with
     // LadybugError (databaseInitializationFailed). When another process holds the database, or this
-    // process already has it open, the message says that the file's lock could not be set.
+    // process already has it open, the message says that the file's lock could not be set and the
+    // cause is Locked; a path that cannot be reached gives the cause InputOutput.
     static std::shared_ptr<Database> open(const QString& path, std::optional<SystemConfig> config = {});
 
     Database(Key, lbug_database database, QString path, std::optional<std::pair<quint64, quint64>> file);

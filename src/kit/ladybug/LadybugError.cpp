@@ -2,9 +2,10 @@
 
 namespace corvantis::ladybug {
 
-LadybugError::LadybugError(Kind kind, const QString& message)
+LadybugError::LadybugError(Kind kind, const QString& message, Cause cause)
     : UserFacingError(message)
-    , m_kind(kind) {
+    , m_kind(kind)
+    , m_cause(cause) {
 }
 
 } // namespace corvantis::ladybug

@@ -18,7 +18,7 @@ template <typename T> bool samePointee(const std::shared_ptr<const T>& a, const 
     return a == b || *a == *b;
 }
 
-size_t hashProperties(const PropertyMap& properties, size_t seed) {
+template <typename Map> size_t hashProperties(const Map& properties, size_t seed) {
     for (auto it = properties.cbegin(); it != properties.cend(); ++it)
         seed = qHashMulti(seed, it.key(), it.value());
     return seed;
@@ -52,6 +52,102 @@ QString recordTitleWithoutShape(const QString& label, const PropertyMap& propert
 }
 
 } // namespace
+
+// -- PropertyMap ---------------------------------------------------------------------------------------
+
+PropertyMap::PropertyMap(std::initializer_list<std::pair<QString, GraphValue>> entries) {
+    m_entries.reserve(static_cast<qsizetype>(entries.size()));
+    for (const auto& [key, value] : entries)
+        insert(key, value);
+}
+
+qsizetype PropertyMap::lowerBound(const QString& key) const {
+    // Keys in order, so the usual case of filling a map appends without a search.
+    if (m_entries.isEmpty() || m_entries.last().first < key)
+        return m_entries.size();
+    auto at = std::lower_bound(m_entries.cbegin(), m_entries.cend(), key,
+                               [](const Entry& entry, const QString& k) { return entry.first < k; });
+    return at - m_entries.cbegin();
+}
+
+PropertyMap::const_iterator PropertyMap::constFind(const QString& key) const {
+    const qsizetype at = lowerBound(key);
+    if (at < m_entries.size() && m_entries[at].first == key)
+        return const_iterator(m_entries.constData() + at);
+    return cend();
+}
+
+PropertyMap::iterator PropertyMap::find(const QString& key) {
+    const qsizetype at = lowerBound(key);
+    if (at < m_entries.size() && m_entries[at].first == key)
+        return iterator(m_entries.data() + at);
+    return end();
+}
+
+GraphValue PropertyMap::value(const QString& key, const GraphValue& defaultValue) const {
+    auto it = constFind(key);
+    return it == cend() ? defaultValue : *it;
+}
+
+GraphValue& PropertyMap::operator[](const QString& key) {
+    const qsizetype at = lowerBound(key);
+    if (at == m_entries.size() || m_entries[at].first != key)
+        m_entries.insert(at, Entry{key, GraphValue()});
+    return m_entries[at].second;
+}
+
+PropertyMap::iterator PropertyMap::insert(const QString& key, const GraphValue& value) {
+    const qsizetype at = lowerBound(key);
+    if (at < m_entries.size() && m_entries[at].first == key)
+        m_entries[at].second = value;
+    else
+        m_entries.insert(at, Entry{key, value});
+    return iterator(m_entries.data() + at);
+}
+
+void PropertyMap::insert(const PropertyMap& other) {
+    for (const auto& [key, value] : other.m_entries)
+        insert(key, value);
+}
+
+qsizetype PropertyMap::remove(const QString& key) {
+    const qsizetype at = lowerBound(key);
+    if (at == m_entries.size() || m_entries[at].first != key)
+        return 0;
+    m_entries.remove(at);
+    return 1;
+}
+
+GraphValue PropertyMap::take(const QString& key) {
+    const qsizetype at = lowerBound(key);
+    if (at == m_entries.size() || m_entries[at].first != key)
+        return GraphValue();
+    return m_entries.takeAt(at).second;
+}
+
+PropertyMap::iterator PropertyMap::erase(const_iterator position) {
+    const qsizetype at = position.entry() - m_entries.constData();
+    m_entries.remove(at);
+    return iterator(m_entries.data() + at);
+}
+
+QStringList PropertyMap::keys() const {
+    QStringList keys;
+    keys.reserve(m_entries.size());
+    for (const auto& entry : m_entries)
+        keys.append(entry.first);
+    return keys;
+}
+
+QList<GraphValue> PropertyMap::values() const {
+    QList<GraphValue> values;
+    values.reserve(m_entries.size());
+    for (const auto& entry : m_entries)
+        values.append(entry.second);
+    return values;
+}
+
+// -- GraphValue ----------------------------------------------------------------------------------------
 
 GraphValue::GraphValue()
     : m_storage(std::monostate{}) {

@@ -38,6 +38,16 @@ std::optional<QString> pairText(const GraphSchema& from, const GraphSchema& to, 
     return QStringLiteral("FROM %1 TO %2").arg(*a, *b);
 }
 
+// Whether `propertyChanges` drops a column: a property that goes, or one whose column type changes.
+bool dropsColumns(const QList<PropertyDef>& oldProperties, const QList<PropertyDef>& newProperties) {
+    for (const auto& old : oldProperties) {
+        const PropertyDef* now = findProperty(newProperties, old.id);
+        if (!now || columnType(*now) != columnType(old))
+            return true;
+    }
+    return false;
+}
+
 } // namespace
 
 QStringList renameTable(const QString& oldName, const QString& newName) {
@@ -77,8 +87,11 @@ QStringList propertyChanges(const QString& table, const QList<PropertyDef>& oldP
     return out;
 }
 
-QStringList statements(const std::optional<GraphSchema>& fromShape, const GraphSchema& to) {
-    const GraphSchema from = fromShape.value_or(GraphSchema{});
+namespace {
+
+// The statements from `from` to `to`; each table that loses a column goes into `losing` by its name in
+// `from`.
+QStringList statements(const GraphSchema& from, const GraphSchema& to, QSet<QString>& losing) {
     QStringList out;
 
     // 1. Node types that go.
@@ -123,6 +136,8 @@ QStringList statements(const std::optional<GraphSchema>& fromShape, const GraphS
         if (auto old = from.nodeType(type.id)) {
             out << renameTable(old->table(), type.table());
             out << propertyChanges(type.table(), old->properties, type.properties);
+            if (dropsColumns(old->properties, type.properties))
+                losing.insert(old->table());
         } else {
             QStringList pieces{QStringLiteral("id STRING PRIMARY KEY")};
             for (const auto& property : type.properties)
@@ -146,6 +161,8 @@ QStringList statements(const std::optional<GraphSchema>& fromShape, const GraphS
                     if (auto pair = pairText(from, to, endpoint))
                         out << QStringLiteral("ALTER TABLE %1 DROP %2").arg(rel.table(), *pair);
             out << propertyChanges(rel.table(), old->properties, rel.properties);
+            if (dropsColumns(old->properties, rel.properties))
+                losing.insert(old->table());
         } else {
             QStringList pieces;
             for (const auto& endpoint : rel.endpoints)
@@ -160,8 +177,6 @@ QStringList statements(const std::optional<GraphSchema>& fromShape, const GraphS
     }
     return out;
 }
-
-namespace {
 
 void addFills(QList<DefaultFill>& out, const QString& table, bool isNode,
               const QList<PropertyDef>& oldProperties, const QList<PropertyDef>& newProperties) {
@@ -203,10 +218,7 @@ void addReplacements(QList<ValueReplacement>& out, const QString& table, bool is
     }
 }
 
-} // namespace
-
-QList<DefaultFill> fills(const std::optional<GraphSchema>& fromShape, const GraphSchema& to) {
-    const GraphSchema from = fromShape.value_or(GraphSchema{});
+QList<DefaultFill> fills(const GraphSchema& from, const GraphSchema& to) {
     QList<DefaultFill> out;
     for (const auto& type : to.nodeTypes)
         if (auto old = from.nodeType(type.id))
@@ -217,8 +229,7 @@ QList<DefaultFill> fills(const std::optional<GraphSchema>& fromShape, const Grap
     return out;
 }
 
-QList<ValueReplacement> replacements(const std::optional<GraphSchema>& fromShape, const GraphSchema& to) {
-    const GraphSchema from = fromShape.value_or(GraphSchema{});
+QList<ValueReplacement> replacements(const GraphSchema& from, const GraphSchema& to) {
     QList<ValueReplacement> out;
     for (const auto& type : to.nodeTypes)
         if (auto old = from.nodeType(type.id))
@@ -227,6 +238,17 @@ QList<ValueReplacement> replacements(const std::optional<GraphSchema>& fromShape
         if (auto old = from.relType(rel.id))
             addReplacements(out, rel.table(), false, old->properties, rel.properties);
     return out;
+}
+
+} // namespace
+
+MigrationPlan plan(const std::optional<GraphSchema>& fromShape, const GraphSchema& to) {
+    const GraphSchema from = fromShape.value_or(GraphSchema{});
+    MigrationPlan plan;
+    plan.statements = statements(from, to, plan.tablesLosingColumns);
+    plan.fills = fills(from, to);
+    plan.replacements = replacements(from, to);
+    return plan;
 }
 
 } // namespace corvantis::DDLBuilder

@@ -1,8 +1,7 @@
 #pragma once
 
-#include "kit/schema/DefaultFill.h"
 #include "kit/schema/GraphSchema.h"
-#include "kit/store/ValueReplacement.h"
+#include "kit/store/MigrationPlan.h"
 
 #include <QList>
 #include <QStringList>
@@ -13,13 +12,10 @@
 // here. An absent `from` is the empty shape.
 namespace corvantis::DDLBuilder {
 
-// The DDL statements, in the order the database needs them: pairs and tables that go, then node
-// tables (renamed, altered or created), then relationship tables.
-QStringList statements(const std::optional<GraphSchema>& from, const GraphSchema& to);
-// Defaults to write into existing rows of tables that both shapes have (node types first).
-QList<DefaultFill> fills(const std::optional<GraphSchema>& from, const GraphSchema& to);
-// Renamed choice options to rewrite in existing rows of tables that both shapes have.
-QList<ValueReplacement> replacements(const std::optional<GraphSchema>& from, const GraphSchema& to);
+// The whole migration from `from` to `to`. The statements come in the order the database needs them:
+// pairs and tables that go, then node tables (renamed, altered or created), then relationship tables.
+// The fills and replacements touch only tables that both shapes have, node types first.
+MigrationPlan plan(const std::optional<GraphSchema>& from, const GraphSchema& to);
 
 // The statements that rename a table; through "{new}_renaming" when the names differ only by case,
 // since the database's names ignore case.

@@ -3,6 +3,8 @@
 #include "kit/schema/DefaultFill.h"
 #include "kit/schema/GraphValue.h"
 #include "kit/schema/QueryOutput.h"
+#include "kit/store/MigrationPlan.h"
+#include "kit/store/TableCatalog.h"
 #include "kit/store/ValueReplacement.h"
 
 #include <QList>
@@ -23,8 +25,11 @@ class GraphStore {
 public:
     virtual ~GraphStore() = default;
 
-    // Runs migration statements as one transaction; an empty list sends nothing.
-    virtual void execute(const QStringList& statements) = 0;
+    // Runs the plan's statements as one transaction, and nothing else of the plan: its fills and
+    // replacements are the caller's to run, once it has recorded that the statements went through. No
+    // statements send nothing. Fails with a plain GraphStoreError when nothing was committed, and with
+    // MigrationCleanupError when the statements were committed but a step after them failed.
+    virtual void migrate(const MigrationPlan& plan) = 0;
     // Writes defaults into existing rows, in one transaction; an empty list sends nothing.
     virtual void fill(const QList<DefaultFill>& fills) = 0;
     // Rewrites one choice value to another, in one transaction; an empty list sends nothing.
@@ -48,6 +53,9 @@ public:
     virtual GraphRecords loadGraph(const QStringList& nodeLabels, const QStringList& relLabels) {
         return {loadNodes(nodeLabels), loadRels(relLabels)};
     }
+
+    // The tables and columns that the database holds now.
+    virtual TableCatalog describeTables() = 0;
 
     // Runs Cypher in a read-only transaction and keeps at most `rowLimit` rows; `totalRows` is the
     // count of all rows the query gave.

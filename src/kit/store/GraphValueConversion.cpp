@@ -233,11 +233,12 @@ PropertyMap RecordReader::takeProperties() {
         std::sort(m_order.begin(), m_order.end(),
                   [&](size_t a, size_t b) { return m_row[a].name < m_row[b].name; });
     }
-    std::map<QString, GraphValue> sorted;
+    PropertyMap properties;
+    properties.reserve(static_cast<qsizetype>(m_order.size()));
     for (size_t index : m_order)
-        sorted.emplace_hint(sorted.end(), std::move(m_row[index].name), std::move(m_row[index].value));
+        properties.insert(m_row[index].name, m_row[index].value); // in key order: each one appends
     m_row.clear();
-    return PropertyMap(std::move(sorted));
+    return properties;
 }
 
 LadybugValue toParameter(const GraphValue& value) {

@@ -29,8 +29,15 @@ struct RelInsertion {
     bool operator==(const RelInsertion& other) const = default;
 };
 
-// The graph store over one LadybugDB database file: one database, one connection, and one lock held
-// for the whole of every public operation, so the store is safe to share between threads.
+// The graph store over one LadybugDB database file, safe to share between threads. Its source is split
+// by job: opening and transactions (LadybugGraphStore.cpp), record writes (…Records.cpp), migrations
+// (…Migration.cpp), loading whole tables (…Loading.cpp) and read-only queries (…ReadOnly.cpp).
+//
+// Two connections to the one database. Every write, every load and every migration runs on the first,
+// under `m_lock`, one at a time. Read-only queries, which a person or an AI writes and which may run for
+// up to 30 seconds, run on the second under `m_readLock`, so that an edit never waits for one. The
+// engine lets one write transaction run beside any number of read-only ones, but a checkpoint waits for
+// every transaction to end, so what checkpoints (a migration, `checkpoint`) takes both locks at once.
 class LadybugGraphStore final : public GraphStore {
 public:
     // The id of the row that an empty node table holds only while one of its columns is dropped.
@@ -38,7 +45,7 @@ public:
 
     // Opens the database (creating it when missing), sets the 30-second query time-out, and removes
     // placeholder rows that an interrupted migration left behind. Fails with GraphStoreError; when
-    // another process has the database open, the message holds the word "lock".
+    // another process, or this one, has the database open, its kind is Locked.
     explicit LadybugGraphStore(const QString& path);
     ~LadybugGraphStore() override;
     LadybugGraphStore(const LadybugGraphStore&) = delete;
@@ -47,7 +54,7 @@ public:
     // The database engine's version text.
     static QString engineVersion();
 
-    void execute(const QStringList& statements) override;
+    void migrate(const MigrationPlan& plan) override;
     void fill(const QList<DefaultFill>& fills) override;
     void replace(const QList<ValueReplacement>& replacements) override;
     void insertNode(const NodeRecord& record) override;
@@ -59,21 +66,25 @@ public:
     QList<NodeRecord> loadNodes(const QStringList& labels) override;
     QList<RelRecord> loadRels(const QStringList& labels) override;
     GraphRecords loadGraph(const QStringList& nodeLabels, const QStringList& relLabels) override;
+    TableCatalog describeTables() override;
     QueryOutput runReadOnly(const QString& cypher, int rowLimit) override;
 
-    // Writes the log into the database file; a session calls it on closing.
+    // Writes the log into the database file; a session calls it on closing. Waits for a read-only
+    // query that is running.
     void checkpoint();
     // Deletes relationships, then nodes, in one transaction.
     void deleteRecords(const QList<RecordKey>& nodes, const QList<RecordKey>& rels);
     // Inserts nodes, then relationships, in one transaction.
     void insertRecords(const QList<NodeRecord>& nodes, const QList<RelInsertion>& rels);
 
-    // The tables (by their name before the batch) from which a batch of statements drops a column.
-    static QSet<QString> tablesLosingColumns(const QStringList& statements);
-
-    // Points inside a migration that drops columns, for tests that stop a process there.
-    enum class MigrationStep { PlaceholdersInserted, StatementsCommitted };
+    // Points inside a migration, for tests: a process stopped there, or a failure injected there by an
+    // observer that throws. `StatementsCommitted` comes right after the commit, `CheckpointWritten`
+    // after the checkpoint that follows a column drop, before the placeholder rows go.
+    enum class MigrationStep { PlaceholdersInserted, StatementsCommitted, CheckpointWritten };
     void setMigrationObserver(std::function<void(MigrationStep)> observer);
+    // Called on the reading thread right before the engine is given a read-only query's text, with its
+    // read-only transaction open; for tests that need a query known to be running.
+    void setReadObserver(std::function<void()> observer);
 
 private:
     void run(const QString& cypher);
@@ -88,11 +99,16 @@ private:
     void deleteNodeUnlocked(const QString& id, const QString& label);
     void deleteRelUnlocked(const QString& id, const QString& label);
     void notify(MigrationStep step);
+    // Runs a step after the commit; its failure is a MigrationCleanupError.
+    void afterCommit(const std::function<void()>& step);
 
-    std::mutex m_lock;
+    std::mutex m_readLock; // read-only queries
+    std::mutex m_lock;     // everything else
     std::shared_ptr<ladybug::Database> m_database;
-    std::shared_ptr<ladybug::Connection> m_connection;
+    std::shared_ptr<ladybug::Connection> m_connection; // writes, loads, migrations
+    std::shared_ptr<ladybug::Connection> m_reader;     // read-only queries
     std::function<void(MigrationStep)> m_observer;
+    std::function<void()> m_readObserver;
 };
 
 } // namespace corvantis

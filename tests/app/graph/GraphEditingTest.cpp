@@ -81,7 +81,7 @@ TEST(GraphEditing, UndoingADeletionBringsBackRelationshipsPositionAndPin) {
     EXPECT_FALSE(r.session->graphCanvas().positions().contains(ada));
     EXPECT_TRUE(r.session->selection().isEmpty());
     EXPECT_GT(r.session->topology(), topology);
-    EXPECT_EQ(r.session->degrees().value(grace), 0);
+    EXPECT_EQ(r.session->nodeIndex().degree(grace), 0);
 
     r.world.undo.undo();
     EXPECT_EQ(r.session->rels().size(), 3);
@@ -89,7 +89,7 @@ TEST(GraphEditing, UndoingADeletionBringsBackRelationshipsPositionAndPin) {
         EXPECT_TRUE(r.session->rels().contains(id));
     // The self-loop came back once, and counts twice.
     EXPECT_EQ(countRelsIn(*r.session, "KNOWS"), 2);
-    EXPECT_EQ(r.session->degrees().value(ada), 4);
+    EXPECT_EQ(r.session->nodeIndex().degree(ada), 4);
     EXPECT_EQ(r.session->graphCanvas().positions().value(ada), QPointF(40, 50));
     EXPECT_TRUE(r.session->graphCanvas().pinned().contains(ada));
 

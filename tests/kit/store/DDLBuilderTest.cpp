@@ -34,9 +34,9 @@ Shapes people() {
 
 TEST(DDLBuilder, IdenticalShapesGiveNothing) {
     auto [before, after] = people();
-    EXPECT_TRUE(DDLBuilder::statements(before, after).isEmpty());
-    EXPECT_TRUE(DDLBuilder::fills(before, after).isEmpty());
-    EXPECT_TRUE(DDLBuilder::replacements(before, after).isEmpty());
+    const MigrationPlan plan = DDLBuilder::plan(before, after);
+    EXPECT_TRUE(plan.isEmpty());
+    EXPECT_EQ(plan, MigrationPlan{});
 }
 
 TEST(DDLBuilder, FirstShapeCreatesNodeTablesBeforeRelationshipTables) {
@@ -44,13 +44,13 @@ TEST(DDLBuilder, FirstShapeCreatesNodeTablesBeforeRelationshipTables) {
     // A relationship listed first must still come after every node table.
     std::swap(s.nodeTypes[0], s.nodeTypes[1]);
     EXPECT_EQ(
-        DDLBuilder::statements(std::nullopt, s),
+        DDLBuilder::plan(std::nullopt, s).statements,
         (QStringList{
             QStringLiteral("CREATE NODE TABLE Company(id STRING PRIMARY KEY, title STRING)"),
             QStringLiteral("CREATE NODE TABLE Person(id STRING PRIMARY KEY, name STRING, born DOUBLE)"),
             QStringLiteral("CREATE REL TABLE KNOWS(FROM Person TO Person, id STRING)"),
             QStringLiteral("CREATE REL TABLE WORKS_AT(FROM Person TO Company, id STRING, since DOUBLE)")}));
-    EXPECT_EQ(DDLBuilder::statements(GraphSchema{}, s), DDLBuilder::statements(std::nullopt, s));
+    EXPECT_EQ(DDLBuilder::plan(GraphSchema{}, s).statements, DDLBuilder::plan(std::nullopt, s).statements);
 }
 
 TEST(DDLBuilder, RenamesThatDifferOnlyByCaseGoThroughATemporaryName) {
@@ -61,7 +61,7 @@ TEST(DDLBuilder, RenamesThatDifferOnlyByCaseGoThroughATemporaryName) {
     after.nodeTypes[0].name = QStringLiteral("Person"); // same table text: "Person" either way
     after.nodeTypes[1].name = QStringLiteral("a b");    // "Ab" becomes "AB"
     after.nodeTypes[1].properties[0].name = QStringLiteral("full name"); // same column
-    EXPECT_EQ(DDLBuilder::statements(before, after),
+    EXPECT_EQ(DDLBuilder::plan(before, after).statements,
               (QStringList{QStringLiteral("ALTER TABLE Ab RENAME TO AB_renaming"),
                            QStringLiteral("ALTER TABLE AB_renaming RENAME TO AB")}));
 
@@ -84,7 +84,7 @@ TEST(DDLBuilder, RemovedEndOfAKeptRelationshipDropsThePairBeforeTheTable) {
     GraphSchema after = before;
     after.removeNodeType(b.id);
     ASSERT_EQ(after.relTypes.size(), 1);
-    EXPECT_EQ(DDLBuilder::statements(before, after),
+    EXPECT_EQ(DDLBuilder::plan(before, after).statements,
               (QStringList{QStringLiteral("ALTER TABLE LINKS DROP FROM A TO B"),
                            QStringLiteral("DROP TABLE ONLY_B"), QStringLiteral("DROP TABLE B")}));
 }
@@ -99,7 +99,7 @@ TEST(DDLBuilder, MovingARelationshipAddsTheNewPairFirstAndNamesEndsByTheNewShape
     GraphSchema after = before;
     after.nodeTypes[0].name = QStringLiteral("Alpha");
     after.relTypes[0].endpoints = {{a.id, c.id}};
-    EXPECT_EQ(DDLBuilder::statements(before, after),
+    EXPECT_EQ(DDLBuilder::plan(before, after).statements,
               (QStringList{QStringLiteral("ALTER TABLE A RENAME TO Alpha"),
                            QStringLiteral("ALTER TABLE LINKS ADD FROM Alpha TO C"),
                            QStringLiteral("ALTER TABLE LINKS DROP FROM Alpha TO B")}));
@@ -113,13 +113,16 @@ TEST(DDLBuilder, PropertyChangesInOrder) {
     person.properties.append(property(QStringLiteral("alive"), PropertyKind::Boolean));
     after.relTypes[1].properties.clear(); // since goes
     after.relTypes[1].name = QStringLiteral("employed by");
-    EXPECT_EQ(DDLBuilder::statements(before, after),
-              (QStringList{QStringLiteral("ALTER TABLE Person RENAME name TO full_name"),
-                           QStringLiteral("ALTER TABLE Person DROP born"),
-                           QStringLiteral("ALTER TABLE Person ADD born STRING"),
-                           QStringLiteral("ALTER TABLE Person ADD alive BOOLEAN"),
-                           QStringLiteral("ALTER TABLE WORKS_AT RENAME TO EMPLOYED_BY"),
-                           QStringLiteral("ALTER TABLE EMPLOYED_BY DROP since")}));
+    const MigrationPlan plan = DDLBuilder::plan(before, after);
+    EXPECT_EQ(plan.statements, (QStringList{QStringLiteral("ALTER TABLE Person RENAME name TO full_name"),
+                                            QStringLiteral("ALTER TABLE Person DROP born"),
+                                            QStringLiteral("ALTER TABLE Person ADD born STRING"),
+                                            QStringLiteral("ALTER TABLE Person ADD alive BOOLEAN"),
+                                            QStringLiteral("ALTER TABLE WORKS_AT RENAME TO EMPLOYED_BY"),
+                                            QStringLiteral("ALTER TABLE EMPLOYED_BY DROP since")}));
+    // A column that changes type is dropped too; the relationship table by its name before the batch.
+    EXPECT_EQ(plan.tablesLosingColumns,
+              (QSet<QString>{QStringLiteral("Person"), QStringLiteral("WORKS_AT")}));
 }
 
 TEST(DDLBuilder, FillsFollowTheOldDefault) {
@@ -150,7 +153,7 @@ TEST(DDLBuilder, FillsFollowTheOldDefault) {
     after.nodeTypes.append(fresh); // a new table gets no fill: it has no rows
 
     EXPECT_EQ(
-        DDLBuilder::fills(before, after),
+        DDLBuilder::plan(before, after).fills,
         (QList<DefaultFill>{
             {QStringLiteral("T"), true, QStringLiteral("changed"), GraphValue::string(QStringLiteral("new")),
              GraphValue::string(QStringLiteral("old"))},
@@ -171,32 +174,46 @@ TEST(DDLBuilder, OneRenamedOptionIsOneReplacement) {
     one.nodeTypes[0].name = QStringLiteral("Diary Day");
     one.nodeTypes[0].properties[0].setOptions(
         {QStringLiteral("glad"), QStringLiteral("blue"), QStringLiteral("calm")});
-    EXPECT_EQ(DDLBuilder::replacements(before, one),
+    EXPECT_EQ(DDLBuilder::plan(before, one).replacements,
               (QList<ValueReplacement>{{QStringLiteral("DiaryDay"), true, QStringLiteral("mood"),
                                         QStringLiteral("sad"), QStringLiteral("blue")}}));
 
     GraphSchema two = before;
     two.nodeTypes[0].properties[0].setOptions(
         {QStringLiteral("happy"), QStringLiteral("blue"), QStringLiteral("calm")});
-    EXPECT_TRUE(DDLBuilder::replacements(before, two).isEmpty());
+    EXPECT_TRUE(DDLBuilder::plan(before, two).replacements.isEmpty());
     GraphSchema longer = before;
     longer.nodeTypes[0].properties[0].setOptions(
         {QStringLiteral("glad"), QStringLiteral("blue"), QStringLiteral("calm"), QStringLiteral("odd")});
-    EXPECT_TRUE(DDLBuilder::replacements(before, longer).isEmpty());
+    EXPECT_TRUE(DDLBuilder::plan(before, longer).replacements.isEmpty());
 }
 
 TEST(DDLBuilder, ColumnDropsAreChargedToTheTableNameBeforeTheBatch) {
-    EXPECT_EQ(
-        LadybugGraphStore::tablesLosingColumns(
-            {QStringLiteral("ALTER TABLE Old RENAME TO New"), QStringLiteral("ALTER TABLE New DROP x"),
-             QStringLiteral("ALTER TABLE Other  DROP y"), QStringLiteral("ALTER TABLE R DROP FROM A TO B"),
-             QStringLiteral("ALTER TABLE T RENAME a TO b"), QStringLiteral("DROP TABLE Gone")}),
-        (QSet<QString>{QStringLiteral("Old"), QStringLiteral("Other")}));
-    // A case-only rename through the temporary name is followed too.
-    EXPECT_EQ(LadybugGraphStore::tablesLosingColumns(
-                  DDLBuilder::renameTable(QStringLiteral("Ab"), QStringLiteral("AB")) +
-                  QStringList{QStringLiteral("ALTER TABLE AB DROP z")}),
-              QSet<QString>{QStringLiteral("Ab")});
-    EXPECT_TRUE(
-        LadybugGraphStore::tablesLosingColumns({QStringLiteral("ALTER TABLE T ADD x STRING")}).isEmpty());
+    GraphSchema before;
+    before.nodeTypes = {
+        nodeType(QStringLiteral("Old"), {property(QStringLiteral("x")), property(QStringLiteral("y"))}),
+        nodeType(QStringLiteral("Other"), {property(QStringLiteral("y")), property(QStringLiteral("z"))}),
+        nodeType(QStringLiteral("T"), {property(QStringLiteral("a"))}),
+        nodeType(QStringLiteral("ab"), {property(QStringLiteral("z"))}),
+        nodeType(QStringLiteral("Gone"), {property(QStringLiteral("q"))})};
+    GraphSchema after = before;
+    after.nodeTypes[0].name = QStringLiteral("New");
+    after.nodeTypes[0].properties.removeFirst();                 // Old loses x while it becomes New
+    after.nodeTypes[1].properties.removeFirst();                 // Other loses y
+    after.nodeTypes[2].properties[0].name = QStringLiteral("b"); // a rename keeps the column's data
+    after.nodeTypes[3].name = QStringLiteral("a b");             // Ab becomes AB through a temporary name...
+    after.nodeTypes[3].properties.clear();                       // ...and loses z
+    after.removeNodeType(after.nodeTypes[4].id);                 // a whole table that goes drops no column
+    after.nodeTypes.append(nodeType(QStringLiteral("Added"), {property(QStringLiteral("n"))}));
+
+    const MigrationPlan plan = DDLBuilder::plan(before, after);
+    EXPECT_EQ(plan.tablesLosingColumns,
+              (QSet<QString>{QStringLiteral("Old"), QStringLiteral("Other"), QStringLiteral("Ab")}));
+    EXPECT_TRUE(plan.statements.contains(QStringLiteral("ALTER TABLE New DROP x")));
+    EXPECT_TRUE(plan.statements.contains(QStringLiteral("ALTER TABLE AB DROP z")));
+
+    GraphSchema adding = before;
+    adding.nodeTypes[0].properties.append(property(QStringLiteral("w")));
+    EXPECT_TRUE(DDLBuilder::plan(before, adding).tablesLosingColumns.isEmpty());
+    EXPECT_FALSE(DDLBuilder::plan(before, adding).isEmpty());
 }

@@ -1,6 +1,7 @@
 // Shape changes run against a real database: what survives, what goes, and the placeholder rows that
 // let a column leave an empty table.
 #include "kit/store/GraphStoreError.h"
+#include "kit/store/MigrationCleanupError.h"
 #include "tests/kit/store/StoreTestSupport.h"
 
 #include <QFileInfo>
@@ -181,12 +182,15 @@ TEST_F(StoreMigration, AFailedBatchLeavesTheTablesAsTheyWere) {
     store->insertNode(
         {id, QStringLiteral("Keep"), {{QStringLiteral("a"), GraphValue::string(QStringLiteral("v"))}}});
     try {
-        store->execute({QStringLiteral("ALTER TABLE Keep RENAME TO Renamed"),
-                        QStringLiteral("ALTER TABLE Renamed ADD b STRING"),
-                        QStringLiteral("CREATE NODE TABLE Broken(")});
+        store->migrate(statementsPlan({QStringLiteral("ALTER TABLE Keep RENAME TO Renamed"),
+                                       QStringLiteral("ALTER TABLE Renamed ADD b STRING"),
+                                       QStringLiteral("CREATE NODE TABLE Broken(")}));
         ADD_FAILURE() << "a broken batch went through";
     } catch (const GraphStoreError& error) {
         EXPECT_FALSE(error.message().isEmpty());
+        // Nothing was committed, and the error says so by its class.
+        EXPECT_EQ(dynamic_cast<const MigrationCleanupError*>(&error), nullptr);
+        EXPECT_EQ(error.kind(), GraphStoreError::Kind::Engine);
     }
     EXPECT_EQ(tables(*store, QStringLiteral("NODE")), QStringList{QStringLiteral("Keep")});
     EXPECT_EQ(tableColumns(*store, QStringLiteral("Keep")),
@@ -222,9 +226,15 @@ TEST_F(StoreMigration, ABatchFailingAfterThePlaceholderLeavesNone) {
     next.nodeTypes = {
         nodeType(QStringLiteral("Empty"), {property(QStringLiteral("x")), property(QStringLiteral("y"))})};
     apply(next);
-    EXPECT_THROW(store->execute({QStringLiteral("ALTER TABLE Empty DROP x"),
-                                 QStringLiteral("ALTER TABLE Missing DROP y")}),
-                 GraphStoreError);
+    try {
+        store->migrate(statementsPlan(
+            {QStringLiteral("ALTER TABLE Empty DROP x"), QStringLiteral("ALTER TABLE Missing DROP y")},
+            {QStringLiteral("Empty"), QStringLiteral("Missing")}));
+        ADD_FAILURE() << "a batch naming a missing table went through";
+    } catch (const MigrationCleanupError&) {
+        ADD_FAILURE() << "a batch that committed nothing was reported as committed";
+    } catch (const GraphStoreError&) {
+    }
     EXPECT_EQ(placeholderCount(*store), 0);
     EXPECT_TRUE(store->loadNodes({QStringLiteral("Empty")}).isEmpty());
     EXPECT_EQ(
@@ -259,10 +269,187 @@ TEST_F(StoreMigration, EmptyListsSendNothingNotEvenACheckpoint) {
     const QString wal = db.path() + QStringLiteral(".wal");
     const qint64 logged = QFileInfo(wal).size();
     ASSERT_GT(logged, 0) << "the engine did not log the write; this test cannot see a checkpoint";
-    store->execute({});
+    store->migrate({});
     store->fill({});
     store->replace({});
     EXPECT_EQ(QFileInfo(wal).size(), logged);
     store->checkpoint();
     EXPECT_LT(QFileInfo(wal).size(), logged);
+}
+
+TEST_F(StoreMigration, RelationshipDefaultsAndRenamedOptionsReachExistingRows) {
+    auto person = nodeType(QStringLiteral("Person"), {property(QStringLiteral("name"))});
+    auto kind =
+        property(QStringLiteral("kind"), PropertyKind::Choice, std::nullopt,
+                 QStringList{QStringLiteral("friend"), QStringLiteral("rival"), QStringLiteral("kin")});
+    auto since = property(QStringLiteral("since"), PropertyKind::Number);
+    GraphSchema next;
+    next.nodeTypes = {person};
+    next.relTypes = {relType(QStringLiteral("knows"), {{person.id, person.id}}, {kind, since})};
+    apply(next);
+    const QString ada = newId(), bob = newId(), rival = newId(), bare = newId(), dated = newId();
+    store->insertRecords(
+        {{ada, QStringLiteral("Person"), {}}, {bob, QStringLiteral("Person"), {}}},
+        {{{rival,
+           QStringLiteral("KNOWS"),
+           ada,
+           bob,
+           {{QStringLiteral("kind"), GraphValue::string(QStringLiteral("rival"))}}},
+          QStringLiteral("Person"),
+          QStringLiteral("Person")},
+         {{bare, QStringLiteral("KNOWS"), bob, ada, {}}, QStringLiteral("Person"), QStringLiteral("Person")},
+         {{dated, QStringLiteral("KNOWS"), ada, ada, {{QStringLiteral("since"), GraphValue::number(1990)}}},
+          QStringLiteral("Person"),
+          QStringLiteral("Person")}});
+
+    // The relationship type is renamed as well, so the fills and the replacement must name the new table.
+    next.relTypes[0].name = QStringLiteral("met");
+    next.relTypes[0].properties[0].setOptions(
+        {QStringLiteral("friend"), QStringLiteral("foe"), QStringLiteral("kin")});
+    next.relTypes[0].properties[0].setDefault(GraphValue::string(QStringLiteral("friend")));
+    next.relTypes[0].properties[1].setDefault(GraphValue::number(2000));
+    next.relTypes[0].properties.append(
+        property(QStringLiteral("weight"), PropertyKind::Number, GraphValue::number(1)));
+    const MigrationPlan plan = DDLBuilder::plan(shape, next);
+    ASSERT_EQ(plan.fills.size(), 3);
+    ASSERT_EQ(plan.replacements.size(), 1);
+    apply(next);
+
+    QHash<QString, PropertyMap> byId;
+    for (const RelRecord& rel : store->loadRels({QStringLiteral("MET")}))
+        byId.insert(rel.id, rel.properties);
+    ASSERT_EQ(byId.size(), 3);
+    auto expect = [](const QString& kindValue, double sinceValue) {
+        return PropertyMap{{QStringLiteral("kind"), GraphValue::string(kindValue)},
+                           {QStringLiteral("since"), GraphValue::number(sinceValue)},
+                           {QStringLiteral("weight"), GraphValue::number(1)}};
+    };
+    EXPECT_EQ(byId.value(rival), expect(QStringLiteral("foe"), 2000));
+    EXPECT_EQ(byId.value(bare), expect(QStringLiteral("friend"), 2000));
+    EXPECT_EQ(byId.value(dated), expect(QStringLiteral("friend"), 1990));
+}
+
+namespace {
+
+// An observer that fails the migration at one step, as a full disk would.
+std::function<void(LadybugGraphStore::MigrationStep)> failAt(LadybugGraphStore::MigrationStep step) {
+    return [step](LadybugGraphStore::MigrationStep reached) {
+        if (reached == step)
+            throw FileError(QStringLiteral("The disk is full."));
+    };
+}
+
+} // namespace
+
+TEST_F(StoreMigration, AFailureAfterTheCommitIsACleanupErrorAndTheNewTablesStay) {
+    using Step = LadybugGraphStore::MigrationStep;
+    GraphSchema next;
+    next.nodeTypes = {nodeType(QStringLiteral("Empty"), {property(QStringLiteral("x"))}),
+                      nodeType(QStringLiteral("Full"), {property(QStringLiteral("y"))})};
+    apply(next);
+    const QString full = newId();
+    store->insertNode(
+        {full, QStringLiteral("Full"), {{QStringLiteral("y"), GraphValue::string(QStringLiteral("kept"))}}});
+
+    // Each step after the commit in turn: an added column (no drop, so no checkpoint follows), then a
+    // column dropped from the empty table, failing before the checkpoint and after it.
+    struct Case {
+        Step step;
+        std::function<void(GraphSchema&)> change;
+        qint64 placeholdersLeft;
+    };
+    const QList<Case> cases{
+        {Step::StatementsCommitted,
+         [](GraphSchema& s) { s.nodeTypes[1].properties.append(property(QStringLiteral("z"))); }, 0},
+        {Step::StatementsCommitted, [](GraphSchema& s) { s.nodeTypes[0].properties.clear(); }, 1},
+        {Step::CheckpointWritten,
+         [](GraphSchema& s) { s.nodeTypes[0].properties.append(property(QStringLiteral("w"))); }, 0},
+        {Step::CheckpointWritten, [](GraphSchema& s) { s.nodeTypes[0].properties.clear(); }, 1},
+    };
+    for (const Case& c : cases) {
+        GraphSchema changed = shape;
+        c.change(changed);
+        const MigrationPlan plan = DDLBuilder::plan(shape, changed);
+        store->setMigrationObserver(failAt(c.step));
+        try {
+            store->migrate(plan);
+            // Without a column drop there is no checkpoint, so no CheckpointWritten step to fail at.
+            EXPECT_TRUE(plan.tablesLosingColumns.isEmpty() && c.step == Step::CheckpointWritten);
+        } catch (const MigrationCleanupError& error) {
+            EXPECT_EQ(error.message(), QStringLiteral("The disk is full."));
+            EXPECT_EQ(error.kind(), GraphStoreError::Kind::InputOutput);
+        }
+        store->setMigrationObserver({});
+        shape = changed;
+        EXPECT_EQ(store->describeTables(), TableCatalog::of(shape));
+        // A placeholder that the failure left behind is gone once the database is opened again, and
+        // no row of the user's went with it.
+        EXPECT_EQ(placeholderCount(*store), c.placeholdersLeft);
+        store.reset();
+        store = db.open();
+        EXPECT_EQ(placeholderCount(*store), 0);
+        EXPECT_TRUE(store->loadNodes({QStringLiteral("Empty")}).isEmpty());
+        EXPECT_EQ(value(QStringLiteral("Full"), full, QStringLiteral("y")), QStringLiteral("kept"));
+    }
+}
+
+TEST_F(StoreMigration, ACatalogOfTheDatabaseIsTheCatalogOfItsShape) {
+    EXPECT_EQ(store->describeTables(), TableCatalog{});
+    EXPECT_EQ(TableCatalog::of(GraphSchema{}), TableCatalog{});
+
+    auto a = nodeType(QStringLiteral("Author"), {property(QStringLiteral("Name")),
+                                                 property(QStringLiteral("born"), PropertyKind::Number),
+                                                 property(QStringLiteral("alive"), PropertyKind::Boolean),
+                                                 property(QStringLiteral("site"), PropertyKind::Link),
+                                                 property(QStringLiteral("mood"), PropertyKind::Choice,
+                                                          std::nullopt, QStringList{QStringLiteral("up")})});
+    auto b = nodeType(QStringLiteral("Book"));
+    auto c = nodeType(QStringLiteral("Paper"));
+    GraphSchema first;
+    first.nodeTypes = {a, b, c};
+    first.relTypes = {relType(QStringLiteral("wrote"), {{a.id, b.id}, {a.id, c.id}},
+                              {property(QStringLiteral("year"), PropertyKind::Number)})};
+    apply(first);
+    const TableCatalog catalog = store->describeTables();
+    EXPECT_EQ(catalog, TableCatalog::of(first));
+    EXPECT_EQ(catalog.nodeTables.value(QStringLiteral("author")),
+              (TableCatalog::Columns{{QStringLiteral("id"), QStringLiteral("STRING")},
+                                     {QStringLiteral("name"), QStringLiteral("STRING")},
+                                     {QStringLiteral("born"), QStringLiteral("DOUBLE")},
+                                     {QStringLiteral("alive"), QStringLiteral("BOOLEAN")},
+                                     {QStringLiteral("site"), QStringLiteral("STRING")},
+                                     {QStringLiteral("mood"), QStringLiteral("STRING")}}));
+    EXPECT_EQ(catalog.relEnds.value(QStringLiteral("wrote")),
+              (QSet<std::pair<QString, QString>>{{QStringLiteral("author"), QStringLiteral("book")},
+                                                 {QStringLiteral("author"), QStringLiteral("paper")}}));
+
+    // Each change of the tables shows: a renamed table, a column that changes type, an end that moves.
+    auto changed = [&](const std::function<void(GraphSchema&)>& change) {
+        GraphSchema s = first;
+        change(s);
+        return s;
+    };
+    const QList<GraphSchema> nexts{
+        changed([](GraphSchema& s) { s.nodeTypes[1].name = QStringLiteral("Volume"); }),
+        changed([](GraphSchema& s) { s.nodeTypes[0].properties[1].changeKind(PropertyKind::Text); }),
+        changed([&](GraphSchema& s) {
+            s.relTypes[0].endpoints = {{a.id, b.id}, {c.id, b.id}};
+        }),
+        changed([](GraphSchema& s) { s.relTypes[0].properties.clear(); }),
+    };
+    for (const GraphSchema& next : nexts) {
+        ASSERT_NE(TableCatalog::of(next), TableCatalog::of(first));
+        apply(next);
+        EXPECT_EQ(store->describeTables(), TableCatalog::of(next));
+        EXPECT_NE(store->describeTables(), TableCatalog::of(first));
+        apply(first);
+        EXPECT_EQ(store->describeTables(), TableCatalog::of(first));
+    }
+
+    // What the tables do not hold leaves the catalog as it is: a default, an option, the case of a name.
+    GraphSchema same = first;
+    same.nodeTypes[0].properties[4].setOptions({QStringLiteral("up"), QStringLiteral("down")});
+    same.nodeTypes[0].properties[0].name = QStringLiteral("NAME");
+    same.nodeTypes[0].properties[1].setDefault(GraphValue::number(1900));
+    EXPECT_EQ(TableCatalog::of(same), TableCatalog::of(first));
 }

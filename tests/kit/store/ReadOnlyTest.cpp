@@ -3,7 +3,10 @@
 #include "kit/store/GraphStoreError.h"
 #include "tests/kit/store/StoreTestSupport.h"
 
+#include <condition_variable>
 #include <gtest/gtest.h>
+#include <mutex>
+#include <thread>
 
 using namespace corvantis;
 using namespace corvantis::test;
@@ -176,4 +179,68 @@ TEST_F(StoreReadOnly, NodesRelationshipsAndPathsComeBackAsRecords) {
     const QString* text = internal.rows.value(0).value(0).asString();
     ASSERT_NE(text, nullptr);
     EXPECT_TRUE(text->contains(QLatin1Char(':'))) << text->toStdString();
+}
+
+TEST_F(StoreReadOnly, AnEditFinishesWhileALongReadRuns) {
+    // A cross product of 400 people three times over, every combination's names joined: tens of millions
+    // of rows for the engine to walk, seconds of work, while the edit is one row.
+    QList<NodeRecord> people;
+    for (int i = 0; i < 400; ++i)
+        people.append({newId(),
+                       QStringLiteral("Person"),
+                       {{QStringLiteral("name"), GraphValue::string(QString::number(i))}}});
+    store->insertRecords(people, {});
+
+    std::mutex mutex;
+    std::condition_variable changed;
+    bool reading = false;
+    bool readDone = false;
+    std::optional<QueryOutput> output;
+    QString readFailure;
+    store->setReadObserver([&] {
+        std::lock_guard guard(mutex);
+        reading = true;
+        changed.notify_all();
+    });
+    std::thread reader([&] {
+        std::optional<QueryOutput> result;
+        QString failure;
+        try {
+            result = store->runReadOnly(
+                QStringLiteral(
+                    "MATCH (a:Person), (b:Person), (c:Person) WHERE a.name + b.name + c.name = 'x' "
+                    "RETURN count(*)"),
+                1);
+        } catch (const GraphStoreError& error) {
+            failure = error.message();
+        }
+        std::lock_guard guard(mutex);
+        output = std::move(result);
+        readFailure = failure;
+        readDone = true;
+        changed.notify_all();
+    });
+    {
+        std::unique_lock guard(mutex);
+        changed.wait(guard, [&] { return reading || readDone; });
+    }
+
+    const NodeRecord added{newId(),
+                           QStringLiteral("Person"),
+                           {{QStringLiteral("name"), GraphValue::string(QStringLiteral("late"))}}};
+    store->insertNode(added);
+    bool doneFirst = false;
+    {
+        std::lock_guard guard(mutex);
+        doneFirst = readDone;
+    }
+    EXPECT_FALSE(doneFirst) << "the edit finished only after the read had ended";
+    reader.join();
+
+    EXPECT_TRUE(readFailure.isEmpty()) << readFailure.toStdString();
+    ASSERT_TRUE(output.has_value());
+    EXPECT_EQ(output->rows, QList<QList<GraphValue>>{{GraphValue::integer(0)}});
+    // A read after the edit sees the new row.
+    EXPECT_EQ(column(*store, QStringLiteral("MATCH (n:Person) RETURN count(n)")),
+              QStringList{QStringLiteral("401")});
 }

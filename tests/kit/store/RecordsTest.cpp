@@ -256,7 +256,7 @@ TEST_F(StoreRecords, NamesThatAreNotIdentifiersNeverReachTheText) {
     EXPECT_EQ(store->loadNodes({QStringLiteral("Person")}).size(), 1);
 }
 
-TEST_F(StoreRecords, ReadsFromOtherThreadsWaitForTheLock) {
+TEST_F(StoreRecords, ReadsFromOtherThreadsRunBesideWrites) {
     std::atomic<int> failures = 0;
     std::atomic<bool> stop = false;
     auto reader = [&] {

@@ -97,9 +97,19 @@ inline qint64 placeholderCount(LadybugGraphStore& store) {
 
 // Brings a database from one shape to another as a session does: statements, fills, replacements.
 inline void migrate(LadybugGraphStore& store, const std::optional<GraphSchema>& from, const GraphSchema& to) {
-    store.execute(DDLBuilder::statements(from, to));
-    store.fill(DDLBuilder::fills(from, to));
-    store.replace(DDLBuilder::replacements(from, to));
+    const MigrationPlan plan = DDLBuilder::plan(from, to);
+    store.migrate(plan);
+    store.fill(plan.fills);
+    store.replace(plan.replacements);
+}
+
+// A plan of hand-written statements, for batches that no shape change makes.
+inline MigrationPlan statementsPlan(const QStringList& statements,
+                                    const QSet<QString>& tablesLosingColumns = {}) {
+    MigrationPlan plan;
+    plan.statements = statements;
+    plan.tablesLosingColumns = tablesLosingColumns;
+    return plan;
 }
 
 } // namespace corvantis::test
