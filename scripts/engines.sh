@@ -99,8 +99,8 @@ build_llama() {
   local log=$work/build.log
   [ -f "$work/build/build.ninja" ] || cmake -S "$work/src" -B "$work/build" -G Ninja "${LLAMA_FLAGS[@]}" \
     >"$log" 2>&1 || { tail -n 40 "$log" >&2; exit 1; }
-  # "all" rather than the llama target: with run-time dispatch the CPU kernels are modules of their own.
-  if ! ( set -o pipefail; cmake --build "$work/build" -j "$jobs" 2>&1 | tee -a "$log" | progress ); then
+  # With run-time dispatch the CPU kernels are modules of their own, which ggml (and so llama) depends on.
+  if ! ( set -o pipefail; cmake --build "$work/build" --target llama -j "$jobs" 2>&1 | tee -a "$log" | progress ); then
     tail -n 60 "$log" >&2; say "the llama.cpp build failed; its log is $log"; exit 1
   fi
   rm -rf "$llama_dir"; mkdir -p "$llama_dir/lib" "$llama_dir/include"

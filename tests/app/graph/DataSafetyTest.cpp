@@ -125,7 +125,7 @@ TEST(DataSafety, AFailedMigrationBeforeTheCommitLeavesTheShapePending) {
 
 TEST(DataSafety, AFailedSaveIsTriedAgainWithTheNextChangeAndAtClose) {
     Reading r;
-    const QString file = r.world.library.projectFile(r.project.id);
+    const QString file = r.world.library.folder(r.project.id) + "/project.json";
     // A folder where the file should be makes every save fail.
     ASSERT_TRUE(QFile::rename(file, file + ".kept"));
     ASSERT_TRUE(QDir().mkpath(file));
@@ -232,7 +232,7 @@ TEST(DataSafety, ADatabaseThatMatchesNeitherShapeOpensForReadingOnly) {
     project.schema = claimed;
     world.library.save(project);
     const QByteArray before = [&] {
-        QFile file(world.library.projectFile(project.id));
+        QFile file(world.library.folder(project.id) + "/project.json");
         file.open(QIODevice::ReadOnly);
         return file.readAll();
     }();
@@ -244,7 +244,7 @@ TEST(DataSafety, ADatabaseThatMatchesNeitherShapeOpensForReadingOnly) {
     EXPECT_FALSE(session->createNode(session->project().schema.nodeTypes[0], "Grace"));
     EXPECT_FALSE(session->rename("Elsewhere"));
     session->close();
-    QFile file(world.library.projectFile(project.id));
+    QFile file(world.library.folder(project.id) + "/project.json");
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
     EXPECT_EQ(file.readAll(), before);
 }

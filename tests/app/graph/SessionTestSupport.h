@@ -11,6 +11,7 @@
 #include "kit/support/Json.h"
 
 #include <QTemporaryDir>
+#include <gtest/gtest.h>
 #include <memory>
 
 namespace corvantis::test {

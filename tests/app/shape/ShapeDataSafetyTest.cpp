@@ -42,7 +42,7 @@ struct Tasks {
         const QueryOutput output =
             session->store()->runReadOnly("MATCH (n:Task) RETURN n.title, n.state", 1000);
         for (const auto& row : output.rows)
-            out.insert(row[0].stringValue(), row[1].isNull() ? QString("-") : row[1].stringValue());
+            out.insert(row[0].stringValue().value_or(""), row[1].stringValue().value_or("-"));
         return out;
     }
     // The same from memory, which must agree.
@@ -50,7 +50,7 @@ struct Tasks {
         QMap<QString, QString> out;
         for (const NodeRecord& node : session->nodes()) {
             const GraphValue value = node.properties.value("state");
-            out.insert(node.properties.value("title").stringValue(), value.isNull() ? QString("-") : value.stringValue());
+            out.insert(node.properties.value("title").stringValue().value_or(""), value.stringValue().value_or("-"));
         }
         return out;
     }
