@@ -7,7 +7,13 @@
 //       empty) being the tables that lose a column; at the named step it prints "stopped" and waits to
 //       be killed. Prints "done" if the step never comes.
 //
+//   corvantis-store-helper migrate-project <projects folder> <project id>
+//       brings the project's database from its applied shape to its shape, as a session would, prints
+//       "committed" and waits to be killed before the project file is saved: the crash between the two.
+//
 // Every failure prints "error: {message}" and exits with 1.
+#include "kit/projects/ProjectLibrary.h"
+#include "kit/store/DDLBuilder.h"
 #include "kit/store/GraphStoreError.h"
 #include "kit/store/LadybugGraphStore.h"
 
@@ -76,7 +82,22 @@ int main(int argc, char** argv) {
             say("done");
             return 0;
         }
-    } catch (const GraphStoreError& error) {
+        if (args.size() == 3 && args[0] == QLatin1String("migrate-project")) {
+            const ProjectLibrary library(args[1]);
+            const QUuid id(args[2]);
+            for (const Project& project : library.projects()) {
+                if (project.id != id)
+                    continue;
+                LadybugGraphStore store(library.databasePath(id));
+                store.migrate(DDLBuilder::plan(project.appliedSchema, project.schema));
+                say("committed");
+                for (;;)
+                    pause();
+            }
+            say("error: no such project");
+            return 1;
+        }
+    } catch (const UserFacingError& error) {
         std::printf("error: %s\n", error.message().toUtf8().constData());
         std::fflush(stdout);
         return 1;

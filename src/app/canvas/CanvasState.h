@@ -53,6 +53,11 @@ public:
     bool isSavePending() const { return m_save.isActive(); }
     // Stops a pending save (the owner saves at once instead, or not at all).
     void cancelSave() { m_save.stop(); }
+    // From now on nothing schedules a save (the owner has closed).
+    void stopSaving() {
+        m_saved = false;
+        m_save.stop();
+    }
 
 signals:
     void saveDue();

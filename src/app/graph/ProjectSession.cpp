@@ -404,7 +404,7 @@ QCoro::Task<> ProjectSession::close() {
     if (m_closed)
         co_return;
     m_closed = true;
-    m_graphCanvas->cancelSave();
+    m_graphCanvas->stopSaving();
     saveLayout();
     retryPendingSave();
     if (m_undo)

@@ -4,6 +4,7 @@
 #include "app/graph/SessionCore.h"
 #include "app/graph/SessionStore.h"
 #include "app/shape/ShapeEditor.h"
+#include "app/undo/UndoStack.h"
 #include "kit/graph/GraphAdded.h"
 #include "kit/graph/GraphDerived.h"
 #include "kit/graph/GraphPlan.h"

@@ -6,6 +6,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QProcess>
 #include <gtest/gtest.h>
 
 using namespace corvantis;
@@ -106,11 +107,11 @@ TEST(DataSafety, AMigrationThatCommittedBeforeItsCleanupFailedCountsAsApplied) {
     ASSERT_TRUE(r.session->project().appliedSchema);
     EXPECT_EQ(*r.session->project().appliedSchema, r.session->project().schema);
     EXPECT_EQ(r.world.stored(r.project.id).appliedSchema, r.session->project().schema);
+    // The step can be undone like any other.
+    EXPECT_EQ(r.world.undo.undoActionName(), "Add Property");
     // Memory follows the database: the new column takes values at once.
     r.session->updateNode(ada, {{"note", GraphValue::string("first")}});
     EXPECT_EQ(r.stored(ada, "note"), GraphValue::string("first"));
-    // And the step can be undone like any other.
-    EXPECT_EQ(r.world.undo.undoActionName(), "Add Property");
 }
 
 TEST(DataSafety, AFailedMigrationBeforeTheCommitLeavesTheShapePending) {
@@ -134,11 +135,12 @@ TEST(DataSafety, AFailedSaveIsTriedAgainWithTheNextChangeAndAtClose) {
     const QString failure = *r.session->notice();
 
     // Still failing: the notice stays.
-    r.add(r.person, "Ada");
+    auto person = [&] { return r.session->project().schema.nodeTypes[0]; };
+    r.add(person(), "Ada");
     EXPECT_EQ(r.session->notice(), failure);
 
     ASSERT_TRUE(QDir(file).removeRecursively());
-    r.add(r.person, "Grace");
+    r.add(person(), "Grace");
     EXPECT_EQ(r.world.stored(r.project.id).schema.nodeTypes[0].name, "Author");
     EXPECT_FALSE(r.session->notice());
 
@@ -247,4 +249,42 @@ TEST(DataSafety, ADatabaseThatMatchesNeitherShapeOpensForReadingOnly) {
     QFile file(world.library.folder(project.id) + "/project.json");
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
     EXPECT_EQ(file.readAll(), before);
+}
+
+// A process migrates the project's database and is killed before it saves "project.json": the next
+// opening finds the tables of the new shape and takes that shape as applied.
+TEST(DataSafety, ACrashBetweenTheCommitAndTheSaveIsRecoveredAtTheNextOpening) {
+    SessionWorld world;
+    GraphSchema shape;
+    shape.nodeTypes = {nodeType("Person", {property("name")})};
+    Project project = world.create(shape);
+    QString ada;
+    {
+        auto session = world.open(project);
+        ada = *session->createNode(session->project().schema.nodeTypes[0], "Ada");
+        session->close();
+    }
+    // The person's change of shape, as a session would write it before migrating.
+    project = world.stored(project.id);
+    project.schema = withNote(project.schema);
+    world.library.save(project);
+
+    QProcess helper;
+    helper.start(QStringLiteral(CORVANTIS_BIN_DIR "/corvantis-store-helper"),
+                 {"migrate-project", world.library.root(), json::uuidText(project.id)});
+    ASSERT_TRUE(helper.waitForStarted(10000));
+    ASSERT_TRUE(waitUntil([&] { return helper.canReadLine() || helper.state() == QProcess::NotRunning; }, 60000));
+    ASSERT_EQ(QString::fromUtf8(helper.readLine()).trimmed(), "committed")
+        << helper.readAllStandardError().toStdString();
+    helper.kill();
+    ASSERT_TRUE(helper.waitForFinished(10000));
+    ASSERT_NE(world.stored(project.id).appliedSchema, world.stored(project.id).schema);
+
+    auto session = world.open(world.stored(project.id));
+    EXPECT_FALSE(session->graphUnavailable()) << session->notice().value_or("").toStdString();
+    EXPECT_FALSE(session->hasPendingChanges());
+    EXPECT_EQ(world.stored(project.id).appliedSchema, world.stored(project.id).schema);
+    EXPECT_EQ(session->nodes().size(), 1);
+    session->updateNode(ada, {{"note", GraphValue::string("kept")}});
+    EXPECT_EQ(countRows(*session, "MATCH (n:Person) WHERE n.note = 'kept' RETURN n.id"), 1);
 }

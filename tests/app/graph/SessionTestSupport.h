@@ -9,41 +9,14 @@
 #include "kit/store/GraphStoreError.h"
 #include "kit/store/MigrationCleanupError.h"
 #include "kit/support/Json.h"
+#include "tests/support/QtPrinters.h"
+#include "tests/support/ShapeBuilders.h"
 
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 #include <memory>
 
 namespace corvantis::test {
-
-inline PropertyDef property(const QString& name, PropertyKind kind = PropertyKind::Text) {
-    PropertyDef p;
-    p.id = QUuid::createUuid();
-    p.name = name;
-    p.kind = kind;
-    return p;
-}
-
-inline NodeType nodeType(const QString& name, QList<PropertyDef> properties, const QString& color = "iris") {
-    NodeType type;
-    type.id = QUuid::createUuid();
-    type.name = name;
-    type.color = color;
-    type.properties = std::move(properties);
-    if (!type.properties.isEmpty())
-        type.titleProperty = type.properties.first().id;
-    return type;
-}
-
-inline RelType relType(const QString& name, QList<RelEndpoint> endpoints,
-                       QList<PropertyDef> properties = {}) {
-    RelType type;
-    type.id = QUuid::createUuid();
-    type.name = name;
-    type.endpoints = std::move(endpoints);
-    type.properties = std::move(properties);
-    return type;
-}
 
 // A store between the session and the real database that fails on demand, with the sentence a full disk
 // would give. Reads pass through. Statements sent to `execute` are kept.

@@ -151,3 +151,36 @@ TEST(UndoStack, ARefusedStepStaysWhereItWas) {
     stack.undo();
     EXPECT_EQ(counter.value, 0);
 }
+
+TEST(UndoStack, AGroupThatFailsPartwayIsTakenBackWholeAndStaysToBeTriedAgain) {
+    UndoStack stack;
+    Counter counter(stack);
+    bool allow = false;
+    QObject target;
+    // Undone newest first: 100 is taken back, then the guarded action refuses, and 1 must not run.
+    stack.beginGroup();
+    counter.add(1, "Group");
+    stack.registerUndo(&target, [&] {
+        if (!allow) {
+            stack.refuse();
+            return;
+        }
+        stack.registerUndo(&target, [] {});
+    });
+    counter.add(100, "Group");
+    stack.setActionName("Group");
+    stack.endGroup();
+    ASSERT_EQ(counter.value, 101);
+
+    stack.undo();
+    EXPECT_EQ(counter.value, 101);
+    EXPECT_EQ(stack.undoActionName(), "Group");
+    EXPECT_FALSE(stack.canRedo());
+
+    allow = true;
+    stack.undo();
+    EXPECT_EQ(counter.value, 0);
+    EXPECT_FALSE(stack.canUndo());
+    stack.redo();
+    EXPECT_EQ(counter.value, 101);
+}

@@ -2,6 +2,7 @@
 
 #include "kit/schema/GraphSchema.h"
 #include "kit/schema/GraphValue.h"
+#include "tests/support/ShapeBuilders.h"
 
 #include <QHash>
 #include <functional>
@@ -21,11 +22,7 @@ struct ShapeGraph {
 
     ShapeGraph() {
         auto prop = [](const QString& propertyName, PropertyKind kind = PropertyKind::Text) {
-            PropertyDef property;
-            property.id = QUuid::createUuid();
-            property.name = propertyName;
-            property.kind = kind;
-            return property;
+            return property(propertyName, kind);
         };
         name = prop("name");
         born = prop("born", PropertyKind::Number);

@@ -1,4 +1,5 @@
 #include "kit/schema/GraphSchema.h"
+#include "tests/support/ShapeBuilders.h"
 
 #include "kit/schema/Identifier.h"
 #include "kit/support/Json.h"
@@ -11,30 +12,14 @@ using namespace corvantis;
 namespace {
 
 PropertyDef prop(const QString& name, PropertyKind kind = PropertyKind::Text) {
-    PropertyDef property;
-    property.id = QUuid::createUuid();
-    property.name = name;
-    property.kind = kind;
-    return property;
+    return test::property(name, kind);
 }
 
 NodeType nodeType(const QString& name, QList<PropertyDef> properties = {}, const QString& color = "iris") {
-    NodeType type;
-    type.id = QUuid::createUuid();
-    type.name = name;
-    type.color = color;
-    type.properties = properties;
-    return type;
+    return test::nodeType(name, std::move(properties), color, false);
 }
 
-RelType relType(const QString& name, QList<RelEndpoint> endpoints, QList<PropertyDef> properties = {}) {
-    RelType type;
-    type.id = QUuid::createUuid();
-    type.name = name;
-    type.endpoints = endpoints;
-    type.properties = properties;
-    return type;
-}
+using test::relType;
 
 QStringList messages(const QList<SchemaIssue>& issues) {
     QStringList list;

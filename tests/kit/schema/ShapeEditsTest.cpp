@@ -1,6 +1,7 @@
 #include "kit/schema/ShapeEdits.h"
 
 #include "tests/support/QtPrinters.h"
+#include "tests/support/ShapeBuilders.h"
 
 #include <QJsonDocument>
 #include <functional>
@@ -12,11 +13,7 @@ namespace Edits = corvantis::ShapeEdits;
 namespace {
 
 PropertyDef prop(const QString& name, PropertyKind kind = PropertyKind::Text) {
-    PropertyDef property;
-    property.id = QUuid::createUuid();
-    property.name = name;
-    property.kind = kind;
-    return property;
+    return test::property(name, kind);
 }
 
 // One shape for every table: four node types and relationship types of every form.

@@ -1,3 +1,4 @@
+#include "tests/support/ShapeBuilders.h"
 #include "tests/ui/shape/WindowTestSupport.h"
 #include "ui/table/GraphTableView.h"
 
@@ -12,14 +13,6 @@ using namespace corvantis;
 using namespace corvantis::test;
 
 namespace {
-
-PropertyDef property(const QString& name, PropertyKind kind) {
-    PropertyDef p;
-    p.id = QUuid::createUuid();
-    p.name = name;
-    p.kind = kind;
-    return p;
-}
 
 // Person (name, born: number, status: Alive or Dead) and "knows" from Person to Person.
 GraphSchema people() {
