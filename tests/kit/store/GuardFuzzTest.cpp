@@ -216,7 +216,7 @@ std::vector<std::pair<std::string, std::string>> ledBy(const std::string& file) 
         {"DROP", "DROP TABLE WROTE"},
         {"ALTER", "ALTER TABLE Book ADD pages DOUBLE"},
         {"COPY", "COPY Book FROM '" + file + "'"},
-        {"INSTALL", "INSTALL json"},
+        {"INSTALL", "INSTALL json FROM '" + file + "'"},
         {"ATTACH", "ATTACH '" + file + "' AS other (dbtype lbug)"},
         {"USE", "USE other"},
         {"EXPORT", "EXPORT DATABASE '" + file + ".out'"},
