@@ -675,8 +675,10 @@ TEST(GuardFuzz, AdmittedTextsNeverChangeTheDatabase) {
     std::cout << "guard fuzz (seed " << seed << "): " << counts.generated << " texts generated ("
               << counts.glued << " glued to a number), " << counts.admitted << " admitted, " << counts.ranFine
               << " of them run by the database, " << counts.refusedByDb << " refused by it, "
-              << counts.committed
-              << " committed; the database never changed and showed no file or procedure\n";
+              << counts.committed << " committed"
+              << (::testing::Test::HasFailure()
+                      ? "; stopped at the first escape\n"
+                      : "; the database never changed and showed no file or procedure\n");
     // Enough of them must be real queries, or the run proves little.
     EXPECT_GT(counts.ranFine, cases / 20);
 }
