@@ -59,9 +59,12 @@ void check(const QString& text) {
         const auto& token = tokens.at(i);
         if (token.kind == Kind::keyword && forbidden().contains(token.text.toUpper()))
             throw Violation(changes(token.text.toUpper()));
-        // nextval() advances a sequence: the one function that writes.
-        if ((token.kind == Kind::identifier || token.kind == Kind::keyword) && i + 1 < tokens.size() &&
-            tokens.at(i + 1).text == QLatin1String("(") && wordOf(token) == QLatin1String("NEXTVAL"))
+        // nextval() advances a sequence: the one function that writes. Called after ":" in a map or a
+        // slice, it reads as a label here and is a call all the same.
+        const bool word =
+            token.kind == Kind::identifier || token.kind == Kind::keyword || token.kind == Kind::label;
+        if (word && i + 1 < tokens.size() && tokens.at(i + 1).text == QLatin1String("(") &&
+            wordOf(token) == QLatin1String("NEXTVAL"))
             throw Violation(changes(QStringLiteral("NEXTVAL")));
         if (token.kind == Kind::punctuation && token.text == QLatin1String(";") && i + 1 < tokens.size())
             throw Violation(QStringLiteral("Only a single statement can be run."));

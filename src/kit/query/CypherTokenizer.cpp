@@ -34,8 +34,12 @@ bool isLineBreak(char32_t c) {
     return c == U'\n' || c == U'\r';
 }
 
-bool startsWord(char32_t c) {
-    return QChar::isLetter(c) || c == U'_' || c == U'$';
+bool isDigit(char32_t c) {
+    return c >= U'0' && c <= U'9';
+}
+
+bool startsName(char32_t c) {
+    return QChar::isLetter(c) || c == U'_';
 }
 
 // Letters, decimal and letter numbers, combining marks and "_" continue a word. Other numbers ("²", "½")
@@ -52,6 +56,60 @@ bool continuesWord(char32_t c) {
     default:
         return false;
     }
+}
+
+qsizetype skipDigits(const Reader& r, qsizetype i) {
+    while (i < r.n && isDigit(r.at(i)))
+        ++i;
+    return i;
+}
+
+// The end of the number at i, which is a digit or a "." before a digit, read as the database reads it:
+// digits, then "." and at least one digit, then "e" or "E", an optional "-" and at least one digit. A
+// part that isn't complete isn't taken, so "1.e3" is 1 and "1e+5" is 1; an integer that starts with 0
+// is that 0 alone. Only the digits 0 to 9 count.
+qsizetype numberEnd(const Reader& r, qsizetype i) {
+    const qsizetype start = i;
+    bool integer = true;
+    i = skipDigits(r, i);
+    if (r.is(i, U'.') && i + 1 < r.n && isDigit(r.at(i + 1))) {
+        i = skipDigits(r, i + 1);
+        integer = false;
+    }
+    if (r.is(i, U'e') || r.is(i, U'E')) {
+        qsizetype digits = i + 1;
+        if (r.is(digits, U'-'))
+            ++digits;
+        if (digits < r.n && isDigit(r.at(digits))) {
+            i = skipDigits(r, digits);
+            integer = false;
+        }
+    }
+    if (integer && r.at(start) == U'0')
+        return start + 1;
+    return i;
+}
+
+bool startsNumber(const Reader& r, qsizetype i) {
+    return isDigit(r.at(i)) || (r.at(i) == U'.' && i + 1 < r.n && isDigit(r.at(i + 1)));
+}
+
+// The end of a parameter at the "$" at i: "$" and a name, or "$" and an integer. Before anything else,
+// "$" stands alone, and what follows it is read on its own, as the database does.
+qsizetype parameterEnd(const Reader& r, qsizetype i) {
+    const qsizetype after = i + 1;
+    if (after < r.n && startsName(r.at(after))) {
+        i = r.next(after);
+        while (i < r.n && continuesWord(r.at(i)))
+            i = r.next(i);
+        return i;
+    }
+    if (after < r.n && isDigit(r.at(after))) {
+        const qsizetype end = numberEnd(r, after);
+        if (skipDigits(r, after) >= end)
+            return end;
+    }
+    return after;
 }
 
 } // namespace
@@ -73,7 +131,7 @@ const QSet<QString>& keywords() {
 QList<Token> tokenize(const QString& text) {
     const Reader r{text};
     QList<Token> tokens;
-    std::optional<char32_t> previous;
+    char32_t previous = 0; // the last punctuation character, or 0 for none
     qsizetype i = 0;
     auto add = [&](Kind kind, qsizetype start, qsizetype end) {
         tokens.append(Token{kind, text.mid(start, end - start)});
@@ -112,19 +170,16 @@ QList<Token> tokenize(const QString& text) {
                     break;
             }
             add(c == U'`' ? Kind::identifier : Kind::string, start, i);
-            previous.reset();
-        } else if (QChar::isNumber(c)) {
-            i = r.next(i);
-            while (i < r.n) {
-                const char32_t more = r.at(i);
-                if (QChar::isNumber(more) || (more == U'.' && !r.is(i + 1, U'.')))
-                    i = r.next(i);
-                else
-                    break;
-            }
+            previous = 0;
+        } else if (startsNumber(r, i)) {
+            i = numberEnd(r, i);
             add(Kind::number, start, i);
-            previous.reset();
-        } else if (startsWord(c)) {
+            previous = 0;
+        } else if (c == U'$') {
+            i = parameterEnd(r, i);
+            add(Kind::identifier, start, i);
+            previous = 0;
+        } else if (startsName(c)) {
             i = r.next(i);
             while (i < r.n && continuesWord(r.at(i)))
                 i = r.next(i);
@@ -136,7 +191,13 @@ QList<Token> tokenize(const QString& text) {
             else if (keywords().contains(text.mid(start, i - start).toUpper()))
                 kind = Kind::keyword;
             add(kind, start, i);
-            previous.reset();
+            previous = 0;
+        } else if (c == U'.' && r.is(i + 1, U'.')) {
+            // Two dots are one range token for the database: what follows them is no property.
+            add(Kind::punctuation, start, start + 1);
+            add(Kind::punctuation, start + 1, start + 2);
+            i = start + 2;
+            previous = 0;
         } else {
             i = r.next(i);
             add(Kind::punctuation, start, i);

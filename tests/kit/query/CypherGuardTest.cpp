@@ -113,3 +113,58 @@ TEST(CypherGuard, LexesLikeTheDatabase) {
     // The same words elsewhere are ordinary names.
     EXPECT_EQ(verdict("MATCH (comment:Update) RETURN comment.nextval, nextval"), "");
 }
+
+TEST(CypherTokenizer, NumbersEndWhereTheDatabaseEndsThem) {
+    // An exponent belongs to its number, with or without a minus; "+" and a missing digit end it.
+    EXPECT_EQ(kinds("1E0SET"), "num:1E0 kw:SET");
+    EXPECT_EQ(kinds("1e0AS 2E-3as 1.5e3AS"), "num:1e0 kw:AS num:2E-3 kw:as num:1.5e3 kw:AS");
+    EXPECT_EQ(kinds("1e+5 1e 1e-x"), "num:1 id:e p:+ num:5 num:1 id:e num:1 id:e p:- id:x");
+    // A leading dot starts a number; a trailing one doesn't belong to it.
+    EXPECT_EQ(kinds(".5 .5e1AS n.5"), "num:.5 num:.5e1 kw:AS id:n num:.5");
+    EXPECT_EQ(kinds("1.AS 1.e3"), "num:1 p:. id:AS num:1 p:. id:e3");
+    EXPECT_EQ(kinds("1.5.5 1...5"), "num:1.5 num:.5 num:1 p:. p:. num:.5");
+    // An integer with a leading zero is that zero alone; a real keeps its leading zeros.
+    EXPECT_EQ(kinds("0123 00E0SET 00.5"), "num:0 num:123 num:00E0 kw:SET num:00.5");
+    // Only the digits 0 to 9 make numbers.
+    EXPECT_EQ(kinds("1\u0663E0"), "num:1 p:\u0663 id:E0");
+    // A parameter is "$" and a name, or "$" and an integer; a "$" before anything else stands alone.
+    EXPECT_EQ(kinds("$1AS $x1E0 $0123 $1E0SET $`a`"),
+              "id:$1 kw:AS id:$x1E0 id:$0 num:123 id:$ num:1E0 kw:SET id:$ id:`a`");
+    EXPECT_EQ(kinds("$\u0663SET $\u0301SET $$SET"), "id:$ p:\u0663 kw:SET id:$ p:\u0301 kw:SET id:$ id:$SET");
+    // Two dots are a range, never a property's dot.
+    EXPECT_EQ(kinds("[1..set]"), "p:[ num:1 p:. p:. kw:set p:]");
+}
+
+TEST(CypherGuard, RefusesForbiddenWordsGluedToNumbersAndParameters) {
+    const QStringList glued{"1E0",  "1e0", "1E-0", "1e-12", "1.5e3", "1.5E-3", ".5", ".5e1",  ".5E-1",
+                            "00E0", "1",   "1.5",  "$1",    "$0",    "$12",    "$x", "\u00b2"};
+    for (const QString& word : CypherGuard::forbidden()) {
+        for (const QString& number : glued) {
+            for (const QString& spelling : {word, word.toLower()}) {
+                const QString query = "MATCH (p) WHERE p.born > " + number + spelling + " p.name = 'x'";
+                const QString expected = number == "$x" ? ""
+                                                        : "Ask only reads your graph. This query uses " +
+                                                              word + ", which would change it.";
+                EXPECT_EQ(verdict(query), expected) << query.toStdString();
+            }
+        }
+    }
+    EXPECT_EQ(verdict("MATCH (p) WHERE p.born > 1E0SET p.name = 'x'"),
+              "Ask only reads your graph. This query uses SET, which would change it.");
+    EXPECT_EQ(verdict("MATCH (p) WHERE p.born > .5e1LOAD FROM '/etc/passwd' RETURN *"),
+              "Ask only reads your graph. This query uses LOAD, which would change it.");
+    EXPECT_EQ(verdict("MATCH (p) WHERE p.born <> $1CALL show_tables() RETURN *"),
+              "Ask only reads your graph. This query uses CALL, which would change it.");
+}
+
+TEST(CypherGuard, RefusesNextvalWhereverItIsCalled) {
+    const QString refused = "Ask only reads your graph. This query uses NEXTVAL, which would change it.";
+    EXPECT_EQ(verdict("RETURN {a:nextval('s')}"), refused);
+    EXPECT_EQ(verdict("RETURN {a : NextVal ('s')}"), refused);
+    EXPECT_EQ(verdict("RETURN [1, 2, 3][1:nextval('s')]"), refused);
+    EXPECT_EQ(verdict("RETURN [1, 2, 3][0: /* c */ nextval('s')]"), refused);
+    EXPECT_EQ(verdict("RETURN n.nextval('s')"), refused);
+    EXPECT_EQ(verdict("RETURN `nextval`('s')"), refused);
+    // Not called: a label, a key, a property.
+    EXPECT_EQ(verdict("MATCH (n:nextval) RETURN {nextval: n.nextval}"), "");
+}
