@@ -131,6 +131,20 @@ int exec(const Run& run) {
             "codex login.\n");
         return 1;
     }
+    if (scenario == "failure-after-warnings") {
+        // Log lines that mention signing in and upgrading, then the failure itself, told last.
+        err("2026-11-23T10:00:00Z WARN codex_core::auth: the refresh token expires soon; run codex login "
+            "to renew it\n"
+            "2026-11-23T10:00:00Z WARN codex_core::update: a newer version is out; upgrade codex when you "
+            "can\n"
+            "Error: stream disconnected before completion: connection reset by peer\n");
+        return 1;
+    }
+    if (scenario == "signed-out-after-noise") {
+        err("2026-11-23T10:00:00Z INFO codex_core: starting\n"
+            "Error: unexpected status 401 Unauthorized: Your authentication token is not valid.\n");
+        return 1;
+    }
     if (scenario == "outdated") {
         // Recorded from the real tool, given an argument it doesn't know.
         err(fixture("cli/codex-exec-unknown-argument.stderr.txt"));

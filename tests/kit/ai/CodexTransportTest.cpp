@@ -124,6 +124,26 @@ TEST(CodexTransport, AnswersAndCleansUp) {
     EXPECT_EQ(failureOf(), "Codex isn't installed.");
 }
 
+TEST(CodexTransport, FailuresAreReadFromTheLastLine) {
+    ToolHome home;
+    // Earlier log lines that mention signing in and upgrading don't decide an unrelated failure.
+    ToolHome::scenario("failure-after-warnings");
+    EXPECT_EQ(failureOf(), "Error: stream disconnected before completion: connection reset by peer");
+    // The whole of standard error stays with the error.
+    try {
+        await(CodexTransport().send(body(), 60, CancellationToken()));
+        ADD_FAILURE() << "no failure";
+    } catch (const AICommandError& error) {
+        EXPECT_EQ(error.kind(), AICommandError::Kind::failed);
+        ASSERT_TRUE(error.detail());
+        EXPECT_TRUE(error.detail()->startsWith("2026-11-23T10:00:00Z WARN codex_core::auth:"));
+        EXPECT_TRUE(error.detail()->endsWith("connection reset by peer"));
+    }
+    // The last line still tells a sign-out however much came before it.
+    ToolHome::scenario("signed-out-after-noise");
+    EXPECT_EQ(failureOf(), "Codex isn't signed in.");
+}
+
 TEST(CodexTransport, UpdateCommands) {
     EXPECT_EQ(CodexTransport::updateCommand(std::nullopt), AIProvider(AIProvider::chatGPT).installCommand());
     EXPECT_EQ(CodexTransport::updateCommand("/opt/homebrew/Caskroom/codex/1/codex"),
