@@ -7,6 +7,7 @@
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <sys/stat.h>
 
 using namespace standin;
 
@@ -87,8 +88,14 @@ int exec(const Run& run) {
     for (const QString& picture : options.value("--image").toString().split(',', Qt::SkipEmptyParts))
         if (!QFileInfo(picture).isFile() || QFileInfo(picture).absolutePath() != folder)
             problems.append("missing picture " + picture);
+    // The folder holds the person's pictures: its permission bits, as octal text.
+    struct stat status {};
+    const QString folderMode = stat(QFile::encodeName(folder).constData(), &status) == 0
+                                   ? QString::number(status.st_mode & 07777, 8)
+                                   : QString();
     record(run, QJsonObject{{"options", options},
                             {"folder", folder},
+                            {"folderMode", folderMode},
                             {"files", files},
                             {"problems", QJsonArray::fromStringList(problems)}});
     if (!problems.isEmpty())

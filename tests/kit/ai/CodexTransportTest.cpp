@@ -11,6 +11,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 using namespace corvantis;
 using corvantis::test::await;
@@ -122,6 +123,22 @@ TEST(CodexTransport, AnswersAndCleansUp) {
 
     ToolHome empty(false);
     EXPECT_EQ(failureOf(), "Codex isn't installed.");
+}
+
+TEST(CodexTransport, RunFolderIsTheUsersAlone) {
+    ToolHome home;
+    // Under the usual mask a new folder is readable by everyone; the run's folder must not be.
+    struct Mask {
+        mode_t old = umask(022);
+        ~Mask() { umask(old); }
+    } mask;
+    const QJsonArray blocks{QJsonObject{
+        {"type", "image"}, {"source", QJsonObject{{"media_type", "image/png"}, {"data", "UE5H"}}}}};
+    await(CodexTransport().send(body(blocks), 60, CancellationToken()));
+    const auto runs = home.runs();
+    ASSERT_EQ(runs.size(), 1);
+    EXPECT_EQ(runs[0]["folderMode"].toString(), "700");
+    EXPECT_EQ(runs[0]["files"].toObject().keys(), (QStringList{"picture-1.png", "schema.json"}));
 }
 
 TEST(CodexTransport, FailuresAreReadFromTheLastLine) {
