@@ -207,6 +207,7 @@ int update(const Run& run) {
 } // namespace
 
 int main(int argc, char** argv) {
+    hangIfAsked(argc, argv);
     const bool isLogin = argc >= 3 && QByteArray(argv[1]) == "auth" && QByteArray(argv[2]) == "login";
     const Run run = begin(argc, argv, !isLogin);
     if (run.arguments == QStringList{"--version"}) {

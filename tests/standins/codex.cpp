@@ -168,6 +168,7 @@ int exec(const Run& run) {
 } // namespace
 
 int main(int argc, char** argv) {
+    hangIfAsked(argc, argv);
     const bool isLogin = argc == 2 && QByteArray(argv[1]) == "login";
     const Run run = begin(argc, argv, !isLogin);
     if (run.arguments == QStringList{"--version"}) {
