@@ -145,15 +145,59 @@ TEST(AILogin, HandsOverTheFirstCleanLink) {
     EXPECT_EQ(failureOf(missing.run([](const QString&) {})), "Claude Code isn't installed.");
 }
 
+namespace {
+
+// The error an update fails with.
+std::optional<AICommandError> updateFailure(double timeout = AICommandLine::updateTimeLimit) {
+    try {
+        await(AICommandLine::update(
+                  AIProvider::claude, [](const QString&) {}, CancellationToken(), timeout),
+              30000);
+    } catch (const AICommandError& error) {
+        return error;
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
 TEST(AICommandLine, Updates) {
     ToolHome home;
     QStringList lines;
     await(AICommandLine::update(AIProvider::claude, [&](const QString& line) { lines.append(line); }));
     EXPECT_EQ(lines, (QStringList{"Current version: 2.1.197", "Checking for updates...",
                                   "Successfully updated from 2.1.197 to 2.1.200"}));
+    EXPECT_GE(AICommandLine::updateTimeLimit, 60);
+
+    // A failed update keeps its last line, to show beside the sentence.
     ToolHome::scenario("update-fail");
-    EXPECT_EQ(failureOf(AICommandLine::update(AIProvider::claude, [](const QString&) {})),
-              "Claude Code couldn't update.");
+    auto failed = updateFailure();
+    ASSERT_TRUE(failed);
+    EXPECT_EQ(failed->message(), "Claude Code couldn't update.");
+    EXPECT_EQ(failed->detail(), QString("Error: could not reach the update server"));
+
+    // An update that hangs is stopped at its time limit.
+    ToolHome::scenario("update-hang");
+    auto hung = updateFailure(1);
+    ASSERT_TRUE(hung);
+    EXPECT_EQ(hung->message(), "Claude Code's update took too long and was stopped.");
+    EXPECT_EQ(hung->detail(), QString("Downloading 2.1.200..."));
+
+    // And it can be cancelled, which isn't a failure.
+    CancellationToken token;
+    lines.clear();
+    auto cancelled = AICommandLine::update(
+        AIProvider::claude,
+        [&](const QString& line) {
+            lines.append(line);
+            if (line.startsWith("Downloading"))
+                token.cancel();
+        },
+        token);
+    EXPECT_THROW(await(std::move(cancelled), 30000), Cancelled);
+    EXPECT_EQ(lines.last(), "Downloading 2.1.200...");
+
+    ToolHome::scenario("update-fail");
     EXPECT_EQ(failureOf(AICommandLine::update(AIProvider::chatGPT, [](const QString&) {})),
               "Update Codex in a terminal.");
     ToolHome empty(false);
