@@ -144,7 +144,8 @@ QCoro::Task<void> update(AIProvider provider, std::function<void(const QString&)
     std::optional<CommandRun::Outcome> outcome;
     try {
         outcome = co_await run->guarded<CommandRun::Outcome>(timeout, operation);
-    } catch (const AICommandError& error) {
+    } catch (const AICommandError&) {
+        // Only the time limit is told in the update's own words; any other failure stands.
         if (!run->timedOut())
             throw;
     }
