@@ -6,6 +6,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QThread>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <unistd.h>
@@ -96,6 +97,23 @@ void refuse(const QStringList& problems) {
 
 void sleepSeconds(double seconds) {
     QThread::msleep(static_cast<unsigned long>(seconds * 1000));
+}
+
+void hangIfAsked(int argc, char** argv) {
+    if (argc < 3 || QByteArray(argv[1]) != "--standin-hang")
+        return;
+    if (argc > 3 && QByteArray(argv[3]) == "ignore-term")
+        std::signal(SIGTERM, SIG_IGN);
+    const QString path = QString::fromLocal8Bit(argv[2]);
+    QFile file(path + ".part");
+    if (!file.open(QIODevice::WriteOnly))
+        refuse({"can't write " + path});
+    file.write(QByteArray::number(qint64(getpid())));
+    file.close();
+    if (!QFile::rename(path + ".part", path))
+        refuse({"can't write " + path});
+    sleepSeconds(120);
+    std::exit(0);
 }
 
 } // namespace standin

@@ -35,4 +35,9 @@ QByteArray fixture(const QString& relativePath);
 [[noreturn]] void refuse(const QStringList& problems);
 void sleepSeconds(double seconds);
 
+// `{stand-in} --standin-hang {pid file} [ignore-term]` plays a long model run started by a wrapper
+// script: it writes its process id to the file (whole, by renaming), optionally ignores SIGTERM, and
+// sleeps for two minutes. Returns when the arguments ask for something else.
+void hangIfAsked(int argc, char** argv);
+
 } // namespace standin

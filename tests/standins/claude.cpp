@@ -200,6 +200,12 @@ int update(const Run& run) {
         err("Error: could not reach the update server\n");
         return 1;
     }
+    if (run.scenario == "update-hang") {
+        // An update whose download never ends.
+        out("Downloading 2.1.200...");
+        sleepSeconds(120);
+        return 0;
+    }
     out("\x1b[1mSuccessfully updated from 2.1.197 to 2.1.200\x1b[0m");
     return 0;
 }
@@ -207,6 +213,7 @@ int update(const Run& run) {
 } // namespace
 
 int main(int argc, char** argv) {
+    hangIfAsked(argc, argv);
     const bool isLogin = argc >= 3 && QByteArray(argv[1]) == "auth" && QByteArray(argv[2]) == "login";
     const Run run = begin(argc, argv, !isLogin);
     if (run.arguments == QStringList{"--version"}) {

@@ -7,6 +7,7 @@
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <sys/stat.h>
 
 using namespace standin;
 
@@ -87,8 +88,14 @@ int exec(const Run& run) {
     for (const QString& picture : options.value("--image").toString().split(',', Qt::SkipEmptyParts))
         if (!QFileInfo(picture).isFile() || QFileInfo(picture).absolutePath() != folder)
             problems.append("missing picture " + picture);
+    // The folder holds the person's pictures: its permission bits, as octal text.
+    struct stat status {};
+    const QString folderMode = stat(QFile::encodeName(folder).constData(), &status) == 0
+                                   ? QString::number(status.st_mode & 07777, 8)
+                                   : QString();
     record(run, QJsonObject{{"options", options},
                             {"folder", folder},
+                            {"folderMode", folderMode},
                             {"files", files},
                             {"problems", QJsonArray::fromStringList(problems)}});
     if (!problems.isEmpty())
@@ -131,6 +138,20 @@ int exec(const Run& run) {
             "codex login.\n");
         return 1;
     }
+    if (scenario == "failure-after-warnings") {
+        // Log lines that mention signing in and upgrading, then the failure itself, told last.
+        err("2026-11-23T10:00:00Z WARN codex_core::auth: the refresh token expires soon; run codex login "
+            "to renew it\n"
+            "2026-11-23T10:00:00Z WARN codex_core::update: a newer version is out; upgrade codex when you "
+            "can\n"
+            "Error: stream disconnected before completion: connection reset by peer\n");
+        return 1;
+    }
+    if (scenario == "signed-out-after-noise") {
+        err("2026-11-23T10:00:00Z INFO codex_core: starting\n"
+            "Error: unexpected status 401 Unauthorized: Your authentication token is not valid.\n");
+        return 1;
+    }
     if (scenario == "outdated") {
         // Recorded from the real tool, given an argument it doesn't know.
         err(fixture("cli/codex-exec-unknown-argument.stderr.txt"));
@@ -147,6 +168,7 @@ int exec(const Run& run) {
 } // namespace
 
 int main(int argc, char** argv) {
+    hangIfAsked(argc, argv);
     const bool isLogin = argc == 2 && QByteArray(argv[1]) == "login";
     const Run run = begin(argc, argv, !isLogin);
     if (run.arguments == QStringList{"--version"}) {

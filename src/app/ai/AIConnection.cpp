@@ -37,6 +37,8 @@ AIConnection::AIConnection(AIProvider provider, QObject* parent)
 AIConnection::~AIConnection() {
     if (m_login)
         m_login->cancel();
+    if (m_updateCancellation)
+        m_updateCancellation->cancel();
 }
 
 void AIConnection::setInstalled(bool installed) {
@@ -145,27 +147,38 @@ QCoro::Task<void> AIConnection::update() {
     if (m_updating)
         co_return;
     setUpdating(QString());
+    const CancellationToken cancellation;
+    m_updateCancellation = cancellation;
     std::optional<QString> failure;
+    bool cancelled = false;
     try {
         // Arguments of a co_await are named first: GCC 12 may destroy temporaries there twice.
         const std::function<void(const QString&)> onLine = [self](const QString& line) {
             if (self)
                 self->setUpdating(line);
         };
-        const CancellationToken cancellation;
         co_await AICommandLine::update(m_provider, onLine, cancellation);
+    } catch (const AICommandError& error) {
+        failure = error.detail() ? error.message() + QLatin1Char('\n') + *error.detail() : error.message();
     } catch (const UserFacingError& error) {
         failure = error.message();
     } catch (const Cancelled&) {
+        cancelled = true;
     }
     if (!self)
         co_return;
+    m_updateCancellation.reset();
     setUpdating(std::nullopt);
     setUpdateError(failure);
-    if (!failure) {
+    if (!failure && !cancelled) {
         setOutdated(std::nullopt);
         co_await refresh();
     }
+}
+
+void AIConnection::cancelUpdate() {
+    if (m_updateCancellation)
+        m_updateCancellation->cancel();
 }
 
 void AIConnection::install() {
@@ -196,6 +209,8 @@ QCoro::Task<void> AIConnection::signIn() {
         co_await login->run(onLink);
     } catch (const UserFacingError& error) {
         failure = error.message();
+    } catch (const Cancelled&) {
+        // The person stopped it: nothing went wrong.
     }
     if (!self)
         co_return;

@@ -3,6 +3,7 @@
 #include "kit/ai/AICommandError.h"
 #include "kit/ai/AILogin.h"
 #include "kit/ai/AIProvider.h"
+#include "kit/support/Cancellation.h"
 
 #include <QObject>
 #include <QString>
@@ -41,6 +42,7 @@ public:
     const std::optional<Outdated>& outdated() const { return m_outdated; }
     // The last line the running update printed; absent when no update runs.
     const std::optional<QString>& updating() const { return m_updating; }
+    // Why the last update failed: the sentence, and on a line of its own what the tool said last.
     const std::optional<QString>& updateError() const { return m_updateError; }
     // True from the start of a sign-in to its end; the link is there once the tool has printed it.
     bool signingIn() const { return m_login != nullptr; }
@@ -58,12 +60,15 @@ public:
     // Looks at an error a transport raised: a sign-out or a tool too old changes this connection's state.
     // Returns whether the error was about this connection's tool.
     bool note(const std::exception& error);
-    // Claude Code updates itself here, line by line; Codex is updated in a terminal.
+    // Claude Code updates itself here, line by line, within AICommandLine::updateTimeLimit; Codex is
+    // updated in a terminal.
     QCoro::Task<void> update();
+    // Stops a running update; it ends without an error.
+    void cancelUpdate();
     // Opens the vendor's install command in a terminal.
     void install();
     // Starts the tool's own sign-in; its link is opened for the user and kept in signInLink. Refreshes
-    // the account when it ends.
+    // the account when it ends. A cancelled sign-in ends without an error.
     QCoro::Task<void> signIn();
     // Types a code the tool asked for into the running sign-in.
     void sendSignInCode(const QString& code);
@@ -105,6 +110,8 @@ private:
     std::optional<Outdated> m_outdated;
     std::optional<QString> m_updating;
     std::optional<QString> m_updateError;
+    // The running update's cancellation; absent when none runs.
+    std::optional<CancellationToken> m_updateCancellation;
     std::shared_ptr<AILogin> m_login;
     std::optional<QString> m_signInLink;
     std::optional<QString> m_signInError;

@@ -39,6 +39,13 @@ AICommandError AICommandError::failed(const QString& message) {
     return AICommandError(Kind::failed, std::nullopt, message);
 }
 
+AICommandError AICommandError::withDetail(const QString& detail) const {
+    AICommandError error = *this;
+    if (!detail.isEmpty())
+        error.m_detail = detail;
+    return error;
+}
+
 std::optional<AICommandError> AICommandError::outdatedIn(const QString& text) {
     const QString lower = text.toLower();
     if (!lower.contains(QLatin1String("does not support this model")) &&

@@ -24,7 +24,12 @@ public:
     // Claude Code's words for a tool too old for the model, with the versions it names; absent otherwise.
     static std::optional<AICommandError> outdatedIn(const QString& text);
 
+    // The same error with the tool's own words kept beside the sentence: what it printed, for whoever
+    // wants to know more than the sentence says.
+    AICommandError withDetail(const QString& detail) const;
+
     Kind kind() const { return m_kind; }
+    const std::optional<QString>& detail() const { return m_detail; }
     std::optional<AIProvider> provider() const { return m_provider; }
     const std::optional<QString>& installed() const { return m_installed; }
     const std::optional<QString>& required() const { return m_required; }
@@ -36,6 +41,7 @@ private:
     std::optional<AIProvider> m_provider;
     std::optional<QString> m_installed;
     std::optional<QString> m_required;
+    std::optional<QString> m_detail;
 };
 
 // Whether a tool is signed in, and as whom when it says.

@@ -115,7 +115,7 @@ QString cleanLine(const QByteArray& line) {
 }
 
 QCoro::Task<void> update(AIProvider provider, std::function<void(const QString&)> onLine,
-                         CancellationToken cancellation) {
+                         CancellationToken cancellation, double timeout) {
     if (provider == AIProvider::chatGPT)
         throw AICommandError::failed(QStringLiteral("Update Codex in a terminal."));
     const std::optional<QString> cli = ClaudeCodeTransport::locate();
@@ -123,14 +123,39 @@ QCoro::Task<void> update(AIProvider provider, std::function<void(const QString&)
         throw AICommandError::notInstalled(provider);
     const QStringList arguments{QStringLiteral("update")};
     auto run = CommandRun::make(*cli, arguments, QByteArray(), provider.tool(), cancellation);
+    QString lastOutput;
+    // Arguments of a co_await are named first: GCC 12 may destroy temporaries there twice.
     const std::function<void(const QByteArray&)> cleaned = [&](const QByteArray& line) {
         const QString text = cleanLine(line);
-        if (!text.isEmpty())
-            onLine(text);
+        if (text.isEmpty())
+            return;
+        lastOutput = text;
+        onLine(text);
     };
-    const CommandRun::Outcome outcome = co_await run->start(cleaned);
-    if (outcome.exitCode != 0)
-        throw AICommandError::failed(provider.tool() + QStringLiteral(" couldn't update."));
+    const std::function<QCoro::Task<CommandRun::Outcome>()> operation = [&]() {
+        return run->start(cleaned);
+    };
+    // What the update said last: its last word on standard error, else its last line of output.
+    const auto lastLine = [&] {
+        const QStringList errors = run->standardError().trimmed().split(QLatin1Char('\n'));
+        const QString error = cleanLine(errors.last().toUtf8());
+        return error.isEmpty() ? lastOutput : error;
+    };
+    std::optional<CommandRun::Outcome> outcome;
+    try {
+        outcome = co_await run->guarded<CommandRun::Outcome>(timeout, operation);
+    } catch (const AICommandError&) {
+        // Only the time limit is told in the update's own words; any other failure stands.
+        if (!run->timedOut())
+            throw;
+    }
+    if (!outcome)
+        throw AICommandError::failed(provider.tool() +
+                                     QStringLiteral("'s update took too long and was stopped."))
+            .withDetail(lastLine());
+    if (outcome->exitCode != 0)
+        throw AICommandError::failed(provider.tool() + QStringLiteral(" couldn't update."))
+            .withDetail(lastLine());
 }
 
 } // namespace corvantis::AICommandLine

@@ -50,9 +50,15 @@ std::optional<QString> versionIn(const QString& text);
 // A line of a tool's terminal output without colour codes and surrounding blanks.
 QString cleanLine(const QByteArray& line);
 
-// Updates Claude Code in place, handing each line of its output to `onLine`. Codex isn't updated from
-// here. Fails with AICommandError.
+// Seconds an update may run before it is stopped: long enough for a slow download, short enough that a
+// hung one doesn't hold the Update button for good.
+constexpr double updateTimeLimit = 300;
+
+// Updates Claude Code in place, handing each line of its output to `onLine`, within `timeout` seconds
+// and under `cancellation`. Codex isn't updated from here. Fails with AICommandError, whose detail is
+// the last line the update printed; with Cancelled when cancelled.
 QCoro::Task<void> update(AIProvider provider, std::function<void(const QString&)> onLine,
-                         CancellationToken cancellation = CancellationToken());
+                         CancellationToken cancellation = CancellationToken(),
+                         double timeout = updateTimeLimit);
 
 } // namespace corvantis::AICommandLine

@@ -4,6 +4,7 @@
 #include "kit/ai/AICommandLine.h"
 #include "kit/ai/ClaudeCodeTransport.h"
 #include "kit/ai/CodexTransport.h"
+#include "kit/ai/ProcessGroup.h"
 
 #include <QDir>
 #include <QUrl>
@@ -59,7 +60,18 @@ QCoro::Task<void> AILogin::run(std::function<void(const QString& link)> onLink) 
                      [&] { readLines(QProcess::StandardOutput); });
     QObject::connect(&process, &QProcess::readyReadStandardError,
                      [&] { readLines(QProcess::StandardError); });
+    ProcessGroup::isolate(process);
     m_process = &process;
+    // cancel() may come from the destructor: from here on only locals, and the token's shared state.
+    const CancellationToken cancellation = m_cancellation;
+    // Whatever ends the sign-in early, nothing of the tool outlives it.
+    struct Cleanup {
+        QProcess& process;
+        ~Cleanup() {
+            if (process.state() != QProcess::NotRunning)
+                ProcessGroup::kill(process.processId());
+        }
+    } cleanup{process};
     process.start();
     // A program that can't be started is told by a change of state without `started`.
     while (process.state() == QProcess::Starting)
@@ -67,12 +79,17 @@ QCoro::Task<void> AILogin::run(std::function<void(const QString& link)> onLink) 
     if (process.error() == QProcess::FailedToStart)
         throw AICommandError::failed(
             QStringLiteral("Couldn't start %1: %2").arg(provider.tool(), process.errorString()));
-    if (process.state() != QProcess::NotRunning)
-        co_await qCoro(&process, &QProcess::finished);
+    {
+        const qint64 leader = process.processId();
+        const CancellationHandler ending(cancellation, [leader] { ProcessGroup::end(leader); });
+        if (process.state() != QProcess::NotRunning)
+            co_await qCoro(&process, &QProcess::finished);
+    }
     readLines(QProcess::StandardOutput);
     readLines(QProcess::StandardError);
     process.disconnect();
-    // `this` may be gone by now (a destroyed login ends its process): only locals from here on.
+    // A cancelled sign-in isn't a failure: whoever cancelled it knows.
+    cancellation.check();
     if (process.exitStatus() != QProcess::NormalExit || process.exitCode() != 0)
         throw AICommandError::failed(QStringLiteral("Signing in didn't finish."));
 }
@@ -83,8 +100,7 @@ void AILogin::send(const QString& line) {
 }
 
 void AILogin::cancel() {
-    if (m_process && m_process->state() != QProcess::NotRunning)
-        m_process->kill();
+    m_cancellation.cancel();
 }
 
 bool AILogin::isRunning() const {

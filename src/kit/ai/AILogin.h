@@ -1,6 +1,7 @@
 #pragma once
 
 #include "kit/ai/AIProvider.h"
+#include "kit/support/Cancellation.h"
 
 #include <QByteArray>
 #include <QPointer>
@@ -25,11 +26,11 @@ public:
     AIProvider provider() const { return m_provider; }
 
     // Runs the sign-in to its end. Fails with AICommandError: not installed, couldn't start, or
-    // "Signing in didn't finish." for a status other than zero (which a cancel() also gives).
+    // "Signing in didn't finish." for a status other than zero; with Cancelled after cancel().
     QCoro::Task<void> run(std::function<void(const QString& link)> onLink);
     // Types a line (a code the tool asked for) into the sign-in.
     void send(const QString& line);
-    // Ends the sign-in.
+    // Ends the sign-in, and everything the tool started, without a failure.
     void cancel();
     bool isRunning() const;
 
@@ -39,6 +40,7 @@ public:
 private:
     AIProvider m_provider;
     QPointer<QProcess> m_process;
+    CancellationToken m_cancellation;
 };
 
 } // namespace corvantis

@@ -20,6 +20,21 @@ bool containsAny(const QString& text, std::initializer_list<const char*> phrases
     return false;
 }
 
+// The tool's last word on standard error: its last line. An argument parser that refuses the call
+// ends with a usage block and "For more information, try '--help'."; its word is the "error:" line above.
+QString lastLine(const QString& standardError) {
+    const QStringList lines = standardError.trimmed().split(QLatin1Char('\n'));
+    const QString last = lines.last().trimmed();
+    if (!last.startsWith(QLatin1String("For more information, try")))
+        return last;
+    for (qsizetype i = lines.size() - 1; i >= 0; --i) {
+        const QString line = lines[i].trimmed();
+        if (line.startsWith(QLatin1String("error:")))
+            return line;
+    }
+    return last;
+}
+
 } // namespace
 
 bool CodexStream::consume(const QByteArray& line) {
@@ -95,28 +110,30 @@ QJsonObject CodexStream::response(const QString& model, const QString& standardE
                            {QStringLiteral("content"),
                             QJsonArray{QJsonObject{{QStringLiteral("type"), QStringLiteral("text")},
                                                    {QStringLiteral("text"), *m_answer}}}}};
-    const QString trimmed = standardError.trimmed();
-    const QString lastLine = trimmed.split(QLatin1Char('\n')).last().trimmed();
+    // Only the failure event and the last line of standard error are read: the lines above it are the
+    // tool's log, where a word about signing in or upgrading needn't be about this failure. The whole of
+    // standard error stays with the error as its detail.
+    const QString line = lastLine(standardError);
     QStringList reasons;
     if (m_failure && !m_failure->isEmpty())
         reasons.append(*m_failure);
-    if (!lastLine.isEmpty())
-        reasons.append(lastLine);
-    // The tool's own words are read in all of standard error: an argument parser puts its "unexpected
-    // argument" above a usage block, so the last line alone would hide it.
-    const QString text = m_failure.value_or(QString()) + QLatin1Char('\n') + trimmed;
+    if (!line.isEmpty())
+        reasons.append(line);
+    const QString text = reasons.join(QLatin1Char('\n'));
+    const QString detail = standardError.trimmed();
     if (isAuthFailure(text))
-        throw AICommandError::notSignedIn(AIProvider::chatGPT);
+        throw AICommandError::notSignedIn(AIProvider::chatGPT).withDetail(detail);
     if (isOutdated(text))
-        throw AICommandError::outdated(AIProvider::chatGPT);
+        throw AICommandError::outdated(AIProvider::chatGPT).withDetail(detail);
     if (auto id = unavailableModel(text))
         throw AICommandError::failed(
             QStringLiteral(
                 "%1 isn't available with your ChatGPT plan in Codex. Pick another model in Settings.")
-                .arg(AIModel::titleForID(*id)));
+                .arg(AIModel::titleForID(*id)))
+            .withDetail(detail);
     if (!reasons.isEmpty())
-        throw AICommandError::failed(reasons.first());
-    throw AICommandError::failed(QStringLiteral("Codex stopped (exit %1).").arg(exitCode));
+        throw AICommandError::failed(reasons.first()).withDetail(detail);
+    throw AICommandError::failed(QStringLiteral("Codex stopped (exit %1).").arg(exitCode)).withDetail(detail);
 }
 
 } // namespace corvantis

@@ -135,7 +135,8 @@ QCoro::Task<QJsonObject> CodexTransport::send(QJsonObject body, double timeout,
     const RunFolder folder{QDir(QDir::tempPath())
                                .filePath(QStringLiteral("codex-") +
                                          QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper())};
-    if (!QDir().mkpath(folder.path))
+    // The folder holds the person's pictures: it is theirs alone from the moment it exists.
+    if (!QDir().mkdir(folder.path, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner))
         throw AICommandError::failed(
             QStringLiteral("Couldn't start Codex: its working folder couldn't be made."));
     const Invocation call = invocation(body, folder.path);

@@ -2,6 +2,7 @@
 
 #include "kit/ai/AICommandError.h"
 #include "kit/ai/AICommandLine.h"
+#include "kit/ai/ProcessGroup.h"
 
 #include <QDir>
 #include <QTimer>
@@ -24,9 +25,6 @@ public:
 signals:
     void changed();
 };
-
-// Seconds a terminated process gets to end before it is killed.
-constexpr int graceMs = 3000;
 
 } // namespace
 
@@ -56,22 +54,15 @@ QString CommandRun::standardError() const {
 }
 
 void CommandRun::terminate() {
-    std::lock_guard guard(m_lock);
-    if (!m_process)
-        return;
-    // Queued, so that this is safe from any thread and never re-enters the reading loop.
-    QMetaObject::invokeMethod(
-        m_process.data(),
-        [process = m_process.data()] {
-            if (process->state() == QProcess::NotRunning)
-                return;
-            process->terminate();
-            QTimer::singleShot(graceMs, process, [process] {
-                if (process->state() != QProcess::NotRunning)
-                    process->kill();
-            });
-        },
-        Qt::QueuedConnection);
+    qint64 leader;
+    {
+        std::lock_guard guard(m_lock);
+        m_ending = true;
+        leader = m_leader;
+    }
+    // A run that hasn't launched yet is ended as soon as it has.
+    if (leader > 0)
+        ProcessGroup::end(leader);
 }
 
 void CommandRun::startSleeper(double timeout) {
@@ -128,18 +119,19 @@ QCoro::Task<CommandRun::Outcome> CommandRun::start(std::function<void(const QByt
         if (m_stderr.size() >= stderrLimit)
             m_stderr = m_stderr.right(stderrKeep);
     });
+    ProcessGroup::isolate(process);
     Waker waker(&process);
-    {
-        std::lock_guard guard(m_lock);
-        m_process = &process;
-    }
+    // However the run ends, nothing of the tool outlives it.
     struct Forget {
         CommandRun* run;
+        QProcess& process;
         ~Forget() {
             std::lock_guard guard(run->m_lock);
-            run->m_process = nullptr;
+            if (process.state() != QProcess::NotRunning)
+                ProcessGroup::kill(run->m_leader);
+            run->m_leader = 0;
         }
-    } forget{this};
+    } forget{this, process};
 
     process.start();
     // A program that can't be started is told by errorOccurred alone, so wait for either.
@@ -148,6 +140,14 @@ QCoro::Task<CommandRun::Outcome> CommandRun::start(std::function<void(const QByt
     if (process.error() == QProcess::FailedToStart)
         throw AICommandError::failed(
             QStringLiteral("Couldn't start %1: %2").arg(m_tool, process.errorString()));
+    bool endNow;
+    {
+        std::lock_guard guard(m_lock);
+        m_leader = process.processId();
+        endNow = m_ending;
+    }
+    if (endNow)
+        ProcessGroup::end(process.processId());
     process.write(m_input);
     process.closeWriteChannel();
     if (m_cancellation.isCancelled())

@@ -5,7 +5,6 @@
 #include "kit/support/Cancellation.h"
 
 #include <QByteArray>
-#include <QPointer>
 #include <QProcess>
 #include <QString>
 #include <QStringList>
@@ -18,8 +17,8 @@ namespace corvantis {
 
 // One run of a command-line tool: its program, arguments, standard input and name for messages. It runs
 // in the system's temporary folder with the environment of AICommandLine, hands each line of standard
-// output to the caller, and keeps the tail of standard error for the error message. A time limit and the
-// flow's cancellation both end it by terminating the process.
+// output to the caller, and keeps the tail of standard error for the error message. The tool runs in a
+// process group of its own; a time limit and the flow's cancellation both end it by ending that group.
 class CommandRun : public std::enable_shared_from_this<CommandRun> {
 public:
     struct Outcome {
@@ -49,7 +48,8 @@ public:
     bool timedOut() const;
     // What standard error held when the run ended (or so far).
     QString standardError() const;
-    // Ends the process if it is running: politely first, then for good after a grace period.
+    // Ends the process and everything it started, if it runs: politely first, then for good after a
+    // grace period. Safe from any thread.
     void terminate();
 
     const QString& cli() const { return m_cli; }
@@ -72,7 +72,10 @@ private:
     QByteArray m_input;
     QString m_tool;
     CancellationToken m_cancellation;
-    QPointer<QProcess> m_process;
+    // The running tool's process id, which also names its process group; 0 when none runs.
+    qint64 m_leader = 0;
+    // terminate() was called: a run that launches after it is ended at once.
+    bool m_ending = false;
     QPointer<QObject> m_sleeper;
     mutable std::mutex m_lock;
     QByteArray m_stderr;

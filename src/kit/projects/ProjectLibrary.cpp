@@ -28,7 +28,16 @@ QString ProjectLibrary::defaultRoot() {
 }
 
 QString ProjectLibrary::folder(const QUuid& id) const {
-    return m_root + '/' + json::uuidText(id);
+    const QString named = m_root + '/' + json::uuidText(id);
+    if (QFileInfo(named).isDir())
+        return named;
+    // A folder that names the same id another way (lower case, braces) is the project's own.
+    const QStringList entries = QDir(m_root).entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name);
+    for (const QString& entry : entries) {
+        if (json::parseUuid(entry) == id)
+            return m_root + '/' + entry;
+    }
+    return named;
 }
 
 QString ProjectLibrary::databasePath(const QUuid& id) const {
@@ -55,11 +64,15 @@ QList<Project> ProjectLibrary::projects() const {
     QList<Project> found;
     const QStringList entries = QDir(m_root).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
     for (const QString& entry : entries) {
-        auto id = json::parseUuid(entry);
-        if (!id)
+        if (!json::parseUuid(entry))
             continue;
+        const QString path = m_root + '/' + entry;
         try {
-            found.append(Project::fromJson(json::decodeObject(readFile(projectFile(*id)))));
+            Project project = Project::fromJson(json::decodeObject(readFile(path + "/project.json")));
+            // Every later read and write finds the project by its id: a folder that id doesn't lead
+            // to (its name and file disagree, or the id's other folder comes first) isn't listed.
+            if (folder(project.id) == path)
+                found.append(std::move(project));
         } catch (const json::DecodeError&) {
             // A damaged project file: the project is simply not listed.
         } catch (const FileError&) {

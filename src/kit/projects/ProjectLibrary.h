@@ -26,6 +26,8 @@ public:
     static QString defaultRoot();
 
     QString root() const { return m_root; }
+    // The project's folder: named by its id in upper case, unless a folder that names the same id
+    // another way (lower case, braces) is already there, which is then the project's.
     QString folder(const QUuid& id) const;
     QString databasePath(const QUuid& id) const;
     QString previewsFolder(const QUuid& id) const;

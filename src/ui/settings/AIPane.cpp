@@ -92,7 +92,10 @@ AIPane::AIPane(AppModel& app, QWidget* parent)
     m_accountState->setObjectName("accountState");
     layout->addWidget(m_toolState);
     layout->addWidget(m_accountState);
+    m_detail->setTextFormat(Qt::RichText);
     layout->addWidget(m_detail);
+    m_signIn->setObjectName("signIn");
+    m_update->setObjectName("update");
     auto* buttons = new QHBoxLayout;
     for (QPushButton* button : {m_refresh, m_signIn, m_update, m_install})
         buttons->addWidget(button);
@@ -132,7 +135,13 @@ AIPane::AIPane(AppModel& app, QWidget* parent)
         else
             connection->signIn();
     });
-    connect(m_update, &QPushButton::clicked, this, [this] { m_app.connection(m_app.provider())->update(); });
+    connect(m_update, &QPushButton::clicked, this, [this] {
+        AIConnection* connection = m_app.connection(m_app.provider());
+        if (connection->updating())
+            connection->cancelUpdate();
+        else
+            connection->update();
+    });
     connect(m_install, &QPushButton::clicked, this,
             [this] { m_app.connection(m_app.provider())->install(); });
     connect(&m_app, &AppModel::choiceChanged, this, &AIPane::syncChoices);
@@ -193,15 +202,19 @@ void AIPane::syncConnection() {
                        .arg(c.outdated()->required
                                 ? QStringLiteral(" (%1 or later is needed)").arg(*c.outdated()->required)
                                 : QString());
+    // What the tools print is shown as text, never read as markup.
+    const auto plain = [](const QString& text) {
+        return text.toHtmlEscaped().replace(QLatin1Char('\n'), QLatin1String("<br>"));
+    };
     if (c.updating())
-        details << *c.updating();
+        details << plain(*c.updating());
     if (c.updateError())
-        details << *c.updateError();
+        details << plain(*c.updateError());
     if (c.signInLink())
         details << QStringLiteral("Finish signing in at <a href=\"%1\">%1</a>")
                        .arg(c.signInLink()->toHtmlEscaped());
     if (c.signInError())
-        details << *c.signInError();
+        details << plain(*c.signInError());
     if (!c.installed())
         details << QStringLiteral("Install it with: <code>%1</code>")
                        .arg(provider.installCommand().toHtmlEscaped());
@@ -212,8 +225,9 @@ void AIPane::syncConnection() {
     m_install->setVisible(!c.installed());
     m_signIn->setVisible(c.installed() && (c.signedOut() || c.signingIn()));
     m_signIn->setText(c.signingIn() ? QStringLiteral("Cancel Sign In") : QStringLiteral("Sign In"));
+    // While an update runs, its button stops it.
     m_update->setVisible(c.installed());
-    m_update->setEnabled(!c.updating());
+    m_update->setText(c.updating() ? QStringLiteral("Cancel Update") : QStringLiteral("Update"));
 }
 
 } // namespace corvantis

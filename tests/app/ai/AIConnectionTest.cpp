@@ -9,7 +9,6 @@
 #include <QFile>
 #include <QProcess>
 #include <QTemporaryDir>
-#include <QTimer>
 #include <gtest/gtest.h>
 
 using namespace corvantis;
@@ -86,9 +85,11 @@ TEST(AIConnection, UpdateInstallAndSignIn) {
     EXPECT_FALSE(claude.updateError());
     EXPECT_FALSE(claude.outdated());
 
+    // A failed update shows what the tool said last under the sentence.
     ToolHome::scenario("update-fail");
     await(claude.update());
-    EXPECT_EQ(claude.updateError(), QString("Claude Code couldn't update."));
+    EXPECT_EQ(claude.updateError(),
+              QString("Claude Code couldn't update.\nError: could not reach the update server"));
     EXPECT_FALSE(claude.updating());
 
     // Codex and installs go to a terminal.
@@ -116,7 +117,7 @@ TEST(AIConnection, UpdateInstallAndSignIn) {
         EXPECT_TRUE(claude.signingIn());
         EXPECT_EQ(claude.signInLink(), url.toString());
         ToolHome::account("signed-in");
-        QTimer::singleShot(20, [&] { claude.sendSignInCode("CODE123"); });
+        claude.sendSignInCode("CODE123");
     });
     await(claude.signIn());
     EXPECT_EQ(links, QStringList{"https://claude.ai/oauth/authorize?code=true&state=abc"});
@@ -128,6 +129,37 @@ TEST(AIConnection, UpdateInstallAndSignIn) {
     claude.setLinkOpener([](const QUrl&) {});
     await(claude.signIn());
     EXPECT_EQ(claude.signInError(), QString("Signing in didn't finish."));
+}
+
+TEST(AIConnection, CancelledUpdateEndsQuietly) {
+    ToolHome home;
+    AIConnection claude(AIProvider::claude);
+
+    // An update that hangs is stopped by a cancel, without an error.
+    ToolHome::scenario("update-hang");
+    auto updating = claude.update();
+    ASSERT_TRUE(test::waitUntil([&] { return claude.updating() == QString("Downloading 2.1.200..."); }));
+    claude.cancelUpdate();
+    await(std::move(updating), 30000);
+    EXPECT_FALSE(claude.updating());
+    EXPECT_FALSE(claude.updateError());
+    // The next update runs again.
+    ToolHome::scenario("");
+    await(claude.update());
+    EXPECT_FALSE(claude.updateError());
+}
+
+TEST(AIConnection, CancelledSignInEndsQuietly) {
+    ToolHome home;
+    AIConnection claude(AIProvider::claude);
+    // A sign-in stopped while it waits for the person shows no error.
+    claude.setLinkOpener([](const QUrl&) {});
+    auto signingIn = claude.signIn();
+    ASSERT_TRUE(test::waitUntil([&] { return claude.signInLink().has_value(); }));
+    claude.cancelSignIn();
+    await(std::move(signingIn), 30000);
+    EXPECT_FALSE(claude.signingIn());
+    EXPECT_FALSE(claude.signInError());
 }
 
 TEST(AIConnection, TerminalScript) {
@@ -148,12 +180,17 @@ TEST(AIConnection, TerminalScript) {
                         "Corvantis.\n"))
         << output.toStdString();
 
-    // The default opener hands the script to $TERMINAL with -e.
+    // The default opener hands the script to $TERMINAL with -e. The fake terminal copies it slowly, as
+    // a loaded machine may, and shows it whole only once it has all of it.
     const QString fake = dir.filePath("terminal.sh");
     QFile terminal(fake);
     ASSERT_TRUE(terminal.open(QIODevice::WriteOnly));
-    terminal.write(
-        QString("#!/bin/sh\n[ \"$1\" = -e ] && cp \"$2\" '%1'\n").arg(dir.filePath("handed.sh")).toUtf8());
+    terminal.write(QString("#!/bin/sh\n"
+                           "[ \"$1\" = -e ] || exit 1\n"
+                           "{ head -c 16 \"$2\"; sleep 0.3; tail -c +17 \"$2\"; } > '%1.part'\n"
+                           "mv '%1.part' '%1'\n")
+                       .arg(dir.filePath("handed.sh"))
+                       .toUtf8());
     terminal.close();
     terminal.setPermissions(terminal.permissions() | QFileDevice::ExeOwner);
     qputenv("TERMINAL", fake.toUtf8());

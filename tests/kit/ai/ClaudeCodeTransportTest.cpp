@@ -12,7 +12,6 @@
 #include <QElapsedTimer>
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QTimer>
 #include <gtest/gtest.h>
 
 using namespace corvantis;
@@ -196,10 +195,11 @@ TEST(CommandRun, TimeLimitCancellationAndStandardError) {
     EXPECT_LT(clock.elapsed(), 20000);
 
     // Cancelling ends the process, and the caller sees a cancellation, not a failure of the tool.
+    // The run is cancelled once the tool has begun to think.
     CancellationToken token;
-    QTimer::singleShot(300, [token] { token.cancel(); });
+    ClaudeCodeTransport cancelled([token](const QString&) { token.cancel(); });
     clock.restart();
-    EXPECT_THROW(await(ClaudeCodeTransport().send(body(), 60, token)), Cancelled);
+    EXPECT_THROW(await(cancelled.send(body(), 60, token)), Cancelled);
     EXPECT_LT(clock.elapsed(), 20000);
 
     // 9,000 bytes of standard error keep their end and stay small.

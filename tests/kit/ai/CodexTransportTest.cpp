@@ -8,9 +8,11 @@
 #include "tests/support/ToolHome.h"
 
 #include <QDir>
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 using namespace corvantis;
 using corvantis::test::await;
@@ -31,9 +33,16 @@ QString failureOf(const QJsonObject& request = body(), double timeout = 60) {
     return "no failure";
 }
 
-// The codex- folders left in the temporary folder.
-QStringList leftovers() {
-    return QDir(QDir::tempPath()).entryList({"codex-*"}, QDir::Dirs);
+// The run folders of this home's runs that are still there. (Other tests may run Codex at the same
+// time, so the temporary folder as a whole says nothing.)
+QStringList leftovers(const ToolHome& home) {
+    QStringList left;
+    for (const QJsonObject& run : home.runs()) {
+        const QString folder = run["folder"].toString();
+        if (!folder.isEmpty() && QFileInfo::exists(folder))
+            left.append(folder);
+    }
+    return left;
 }
 
 } // namespace
@@ -80,7 +89,6 @@ TEST(CodexTransport, InvocationWritesSchemaAndPictures) {
 
 TEST(CodexTransport, AnswersAndCleansUp) {
     ToolHome home;
-    const QStringList before = leftovers();
     QStringList thinking;
     auto transport = std::make_shared<CodexTransport>([&](const QString& text) { thinking.append(text); });
     const auto translation =
@@ -118,10 +126,47 @@ TEST(CodexTransport, AnswersAndCleansUp) {
     ToolHome::scenario("signed-out");
     EXPECT_EQ(failureOf(body(blocks)), "Codex isn't signed in.");
     EXPECT_EQ(home.runs().last()["files"].toObject().keys(), (QStringList{"picture-1.gif", "schema.json"}));
-    EXPECT_EQ(leftovers(), before);
+    EXPECT_GE(home.runs().size(), 8);
+    EXPECT_EQ(leftovers(home), QStringList());
 
     ToolHome empty(false);
     EXPECT_EQ(failureOf(), "Codex isn't installed.");
+}
+
+TEST(CodexTransport, RunFolderIsTheUsersAlone) {
+    ToolHome home;
+    // Under the usual mask a new folder is readable by everyone; the run's folder must not be.
+    struct Mask {
+        mode_t old = umask(022);
+        ~Mask() { umask(old); }
+    } mask;
+    const QJsonArray blocks{QJsonObject{
+        {"type", "image"}, {"source", QJsonObject{{"media_type", "image/png"}, {"data", "UE5H"}}}}};
+    await(CodexTransport().send(body(blocks), 60, CancellationToken()));
+    const auto runs = home.runs();
+    ASSERT_EQ(runs.size(), 1);
+    EXPECT_EQ(runs[0]["folderMode"].toString(), "700");
+    EXPECT_EQ(runs[0]["files"].toObject().keys(), (QStringList{"picture-1.png", "schema.json"}));
+}
+
+TEST(CodexTransport, FailuresAreReadFromTheLastLine) {
+    ToolHome home;
+    // Earlier log lines that mention signing in and upgrading don't decide an unrelated failure.
+    ToolHome::scenario("failure-after-warnings");
+    EXPECT_EQ(failureOf(), "Error: stream disconnected before completion: connection reset by peer");
+    // The whole of standard error stays with the error.
+    try {
+        await(CodexTransport().send(body(), 60, CancellationToken()));
+        ADD_FAILURE() << "no failure";
+    } catch (const AICommandError& error) {
+        EXPECT_EQ(error.kind(), AICommandError::Kind::failed);
+        ASSERT_TRUE(error.detail());
+        EXPECT_TRUE(error.detail()->startsWith("2026-11-23T10:00:00Z WARN codex_core::auth:"));
+        EXPECT_TRUE(error.detail()->endsWith("connection reset by peer"));
+    }
+    // The last line still tells a sign-out however much came before it.
+    ToolHome::scenario("signed-out-after-noise");
+    EXPECT_EQ(failureOf(), "Codex isn't signed in.");
 }
 
 TEST(CodexTransport, UpdateCommands) {

@@ -5,11 +5,11 @@
 #include "kit/ai/CodexTransport.h"
 #include "tests/support/AwaitTask.h"
 #include "tests/support/QtPrinters.h"
+#include "tests/support/TestSupport.h"
 #include "tests/support/ToolHome.h"
 
 #include <QDir>
 #include <QJsonArray>
-#include <QTimer>
 #include <gtest/gtest.h>
 
 using namespace corvantis;
@@ -115,7 +115,7 @@ TEST(AILogin, HandsOverTheFirstCleanLink) {
     auto task = login.run([&](const QString& link) {
         links.append(link);
         // The tool waits for a code on its standard input.
-        QTimer::singleShot(50, [&] { login.send("CODE123"); });
+        login.send("CODE123");
     });
     await(std::move(task));
     EXPECT_EQ(links, QStringList{"https://claude.ai/oauth/authorize?code=true&state=abc"});
@@ -129,16 +129,37 @@ TEST(AILogin, HandsOverTheFirstCleanLink) {
     EXPECT_EQ(links,
               QStringList{"https://auth.openai.com/oauth/authorize?response_type=code&client_id=app_X"});
 
-    // Cancelling ends a sign-in that waits for a code.
+    // Cancelling ends a sign-in that waits for a code, and isn't a failure.
     ToolHome::scenario("");
     AILogin waiting(AIProvider::claude);
-    QTimer::singleShot(200, [&] { waiting.cancel(); });
-    EXPECT_EQ(failureOf(waiting.run([](const QString&) {})), "Signing in didn't finish.");
+    bool linked = false;
+    auto waitingTask = waiting.run([&](const QString&) { linked = true; });
+    ASSERT_TRUE(test::waitUntil([&] { return linked; }));
+    EXPECT_TRUE(waiting.isRunning());
+    waiting.cancel();
+    EXPECT_THROW(await(std::move(waitingTask)), Cancelled);
+    EXPECT_FALSE(waiting.isRunning());
 
     ToolHome empty(false);
     AILogin missing(AIProvider::claude);
     EXPECT_EQ(failureOf(missing.run([](const QString&) {})), "Claude Code isn't installed.");
 }
+
+namespace {
+
+// The error an update fails with.
+std::optional<AICommandError> updateFailure(double timeout = AICommandLine::updateTimeLimit) {
+    try {
+        await(AICommandLine::update(
+                  AIProvider::claude, [](const QString&) {}, CancellationToken(), timeout),
+              30000);
+    } catch (const AICommandError& error) {
+        return error;
+    }
+    return std::nullopt;
+}
+
+} // namespace
 
 TEST(AICommandLine, Updates) {
     ToolHome home;
@@ -146,9 +167,37 @@ TEST(AICommandLine, Updates) {
     await(AICommandLine::update(AIProvider::claude, [&](const QString& line) { lines.append(line); }));
     EXPECT_EQ(lines, (QStringList{"Current version: 2.1.197", "Checking for updates...",
                                   "Successfully updated from 2.1.197 to 2.1.200"}));
+    EXPECT_GE(AICommandLine::updateTimeLimit, 60);
+
+    // A failed update keeps its last line, to show beside the sentence.
     ToolHome::scenario("update-fail");
-    EXPECT_EQ(failureOf(AICommandLine::update(AIProvider::claude, [](const QString&) {})),
-              "Claude Code couldn't update.");
+    auto failed = updateFailure();
+    ASSERT_TRUE(failed);
+    EXPECT_EQ(failed->message(), "Claude Code couldn't update.");
+    EXPECT_EQ(failed->detail(), QString("Error: could not reach the update server"));
+
+    // An update that hangs is stopped at its time limit.
+    ToolHome::scenario("update-hang");
+    auto hung = updateFailure(1);
+    ASSERT_TRUE(hung);
+    EXPECT_EQ(hung->message(), "Claude Code's update took too long and was stopped.");
+    EXPECT_EQ(hung->detail(), QString("Downloading 2.1.200..."));
+
+    // And it can be cancelled, which isn't a failure.
+    CancellationToken token;
+    lines.clear();
+    auto cancelled = AICommandLine::update(
+        AIProvider::claude,
+        [&](const QString& line) {
+            lines.append(line);
+            if (line.startsWith("Downloading"))
+                token.cancel();
+        },
+        token);
+    EXPECT_THROW(await(std::move(cancelled), 30000), Cancelled);
+    EXPECT_EQ(lines.last(), "Downloading 2.1.200...");
+
+    ToolHome::scenario("update-fail");
     EXPECT_EQ(failureOf(AICommandLine::update(AIProvider::chatGPT, [](const QString&) {})),
               "Update Codex in a terminal.");
     ToolHome empty(false);

@@ -71,6 +71,44 @@ TEST(ProjectLibrary, ListsOnlyReadableProjectsOldestFirst) {
     EXPECT_EQ(library.projects().size(), 2);
 }
 
+TEST(ProjectLibrary, FolderNamedInLowerCaseIsThatProjectsFolder) {
+    QTemporaryDir dir;
+    ProjectLibrary library(dir.filePath("Projects"));
+    // A project whose folder is named by its id in lower case, as another tool or an older copy may
+    // have written it.
+    Project project = library.create("Lower");
+    const QString upper = json::uuidText(project.id);
+    const QString lower = QDir(library.root()).filePath(upper.toLower());
+    ASSERT_TRUE(QDir(library.root()).rename(upper, upper.toLower()));
+
+    const QList<Project> projects = library.projects();
+    ASSERT_EQ(projects.size(), 1);
+    EXPECT_EQ(projects[0], project);
+    // Everything that reads or writes the project later reaches the folder it was found in.
+    EXPECT_EQ(library.folder(project.id), lower);
+    EXPECT_EQ(library.databasePath(project.id), lower + "/graph.lbug");
+    GraphLayout layout;
+    layout.pinned.insert("A");
+    library.saveLayout(layout, project.id);
+    EXPECT_TRUE(QFile::exists(lower + "/layout.json"));
+    EXPECT_EQ(library.layout(project.id), layout);
+    project.name = "Renamed";
+    library.save(project);
+    EXPECT_EQ(library.projects().value(0).name, "Renamed");
+    EXPECT_EQ(QDir(library.root()).entryList(QDir::Dirs | QDir::NoDotAndDotDot),
+              QStringList{upper.toLower()});
+
+    // A folder whose name and project file disagree is not listed: its project's files would be
+    // looked for elsewhere.
+    Project other = library.create("Other");
+    const QString stray = json::uuidText(QUuid::createUuid());
+    ASSERT_TRUE(QDir(library.root()).rename(json::uuidText(other.id), stray));
+    EXPECT_EQ(library.projects().size(), 1);
+
+    library.remove(project.id);
+    EXPECT_FALSE(QDir(lower).exists());
+}
+
 TEST(ProjectLibrary, NewProjectHoldsOnlyItsProjectFile) {
     QTemporaryDir dir;
     ProjectLibrary library(dir.filePath("Projects"));
