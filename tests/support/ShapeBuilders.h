@@ -21,8 +21,8 @@ inline PropertyDef property(const QString& name, PropertyKind kind = PropertyKin
 }
 
 // A node type; with `titled`, its first property is its title.
-inline NodeType nodeType(const QString& name, QList<PropertyDef> properties = {}, const QString& color = "iris",
-                         bool titled = true) {
+inline NodeType nodeType(const QString& name, QList<PropertyDef> properties = {},
+                         const QString& color = "iris", bool titled = true) {
     NodeType type;
     type.id = QUuid::createUuid();
     type.name = name;
@@ -33,7 +33,8 @@ inline NodeType nodeType(const QString& name, QList<PropertyDef> properties = {}
     return type;
 }
 
-inline RelType relType(const QString& name, QList<RelEndpoint> endpoints, QList<PropertyDef> properties = {}) {
+inline RelType relType(const QString& name, QList<RelEndpoint> endpoints,
+                       QList<PropertyDef> properties = {}) {
     RelType type;
     type.id = QUuid::createUuid();
     type.name = name;

@@ -1,6 +1,7 @@
 #include "kit/ai/PromptBuilder.h"
 
 #include "tests/support/QtPrinters.h"
+#include "tests/support/ShapeBuilders.h"
 
 #include <gtest/gtest.h>
 
@@ -9,20 +10,13 @@ using namespace corvantis;
 namespace {
 
 PropertyDef property(const QString& name, PropertyKind kind, QStringList options = {}) {
-    PropertyDef definition;
-    definition.id = QUuid::createUuid();
-    definition.name = name;
-    definition.kind = kind;
-    if (!options.isEmpty())
-        definition.options = options;
-    return definition;
+    return test::property(name, kind, std::nullopt,
+                          options.isEmpty() ? std::nullopt : std::optional<QStringList>(options));
 }
 
+// A node type whose title is the property at `title`, if any.
 NodeType nodeType(const QString& name, QList<PropertyDef> properties, int title = -1) {
-    NodeType type;
-    type.id = QUuid::createUuid();
-    type.name = name;
-    type.properties = properties;
+    NodeType type = test::nodeType(name, properties, "iris", false);
     if (title >= 0)
         type.titleProperty = properties[title].id;
     return type;

@@ -2,6 +2,7 @@
 
 #include "kit/query/ScopeVocabulary.h"
 #include "tests/support/QtPrinters.h"
+#include "tests/support/ShapeBuilders.h"
 
 #include <gtest/gtest.h>
 
@@ -21,21 +22,13 @@ QStringList messages(const QList<ScopeVocabulary::Problem>& problems) {
 }
 
 PropertyDef text(const QString& name, bool embedded = true) {
-    PropertyDef property;
-    property.id = QUuid::createUuid();
-    property.name = name;
-    property.kind = PropertyKind::Text;
+    PropertyDef property = test::property(name);
     property.embedded = embedded;
     return property;
 }
 
 NodeType nodeType(const QString& name, QList<PropertyDef> properties) {
-    NodeType type;
-    type.id = QUuid::createUuid();
-    type.name = name;
-    type.color = "iris";
-    type.properties = properties;
-    return type;
+    return test::nodeType(name, properties, "iris", false);
 }
 
 // Book (title, author, summary), Film (title), All (note), Person with nothing embedded.
