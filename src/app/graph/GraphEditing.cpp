@@ -2,8 +2,9 @@
 #include "app/canvas/CanvasState.h"
 #include "app/graph/ProjectSession.h"
 #include "app/undo/UndoStack.h"
-#include "kit/schema/ValueRefusal.h"
 #include "kit/schema/Identifier.h"
+#include "kit/schema/ValueRefusal.h"
+#include "kit/support/Counted.h"
 #include "kit/support/Json.h"
 
 #include <QtMath>
@@ -15,11 +16,6 @@ namespace {
 
 QString newId() {
     return json::uuidText(QUuid::createUuid());
-}
-
-// "1 connection", "2 connections".
-QString counted(qint64 count, const QString& word) {
-    return QStringLiteral("%1 %2%3").arg(count).arg(word, count == 1 ? QString() : QStringLiteral("s"));
 }
 
 PropertyMap withoutNulls(PropertyMap values) {
@@ -370,8 +366,8 @@ void ProjectSession::askToDelete(const QSet<QString>& ids) {
     requestConfirmation(std::move(confirmation));
 }
 
-ProjectSession::RemovedCounts ProjectSession::removeRecords(const QStringList& nodeIds, const QStringList& relIds,
-                                                            const QString& action) {
+ProjectSession::RemovedCounts
+ProjectSession::removeRecords(const QStringList& nodeIds, const QStringList& relIds, const QString& action) {
     if (!writable())
         return {};
     QList<NodeRecord> nodes;
@@ -465,7 +461,8 @@ void ProjectSession::restoreRecords(const Removal& taken, const QString& action)
         m_nodes.insert(node.id, node);
         nodeIds.append(node.id);
         const auto at = taken.positions.constFind(node.id);
-        m_graphCanvas->restoreNode(node.id, at != taken.positions.cend() ? std::optional<QPointF>(*at) : std::nullopt,
+        m_graphCanvas->restoreNode(node.id,
+                                   at != taken.positions.cend() ? std::optional<QPointF>(*at) : std::nullopt,
                                    taken.shown.contains(node.id), taken.pinned.contains(node.id));
     }
     QStringList relIds;

@@ -185,7 +185,8 @@ bool ProjectSession::reloadGraph() {
         m_rels.clear();
         setNotice(recordsLostNotice);
     }
-    m_graphCanvas->keepOnly([this](const QString& id) { return m_nodes.contains(id) || m_rels.contains(id); });
+    m_graphCanvas->keepOnly(
+        [this](const QString& id) { return m_nodes.contains(id) || m_rels.contains(id); });
     for (const QString& id : m_selection.ids) {
         if (!m_nodes.contains(id) && !m_rels.contains(id)) {
             setSelection(GraphSelection());
@@ -215,7 +216,8 @@ bool ProjectSession::hasPendingChanges() const {
     return m_project.isFinalized() && *m_project.appliedSchema != m_project.schema;
 }
 
-SessionCore::ShapeChange ProjectSession::applyShape(const GraphSchema& after, const QList<MovedValue>* putBack) {
+SessionCore::ShapeChange ProjectSession::applyShape(const GraphSchema& after,
+                                                    const QList<MovedValue>* putBack) {
     m_project.schema = after;
     emit projectChanged();
     return syncDatabase(putBack);
@@ -301,8 +303,9 @@ SessionCore::ShapeChange ProjectSession::syncDatabase(const QList<MovedValue>* p
     return change;
 }
 
-QList<SessionCore::MovedValue> ProjectSession::valuesMovedBy(const QList<DefaultFill>& fills,
-                                                             const QList<ValueReplacement>& replacements) const {
+QList<SessionCore::MovedValue>
+ProjectSession::valuesMovedBy(const QList<DefaultFill>& fills,
+                              const QList<ValueReplacement>& replacements) const {
     QList<MovedValue> moved;
     QSet<std::pair<QString, QString>> seen; // (record id, column): the first change of a value counts
     auto typeOf = [this](const QString& table, bool isNode) {
@@ -338,9 +341,10 @@ QList<SessionCore::MovedValue> ProjectSession::valuesMovedBy(const QList<Default
             return (held.isNull() || (fill.replacing && held == *fill.replacing)) && held != fill.value;
         });
     for (const ValueReplacement& replacement : replacements)
-        visit(replacement.table, replacement.isNode, replacement.column, [&replacement](const GraphValue& held) {
-            return held.asString() && *held.asString() == replacement.from;
-        });
+        visit(replacement.table, replacement.isNode, replacement.column,
+              [&replacement](const GraphValue& held) {
+                  return held.asString() && *held.asString() == replacement.from;
+              });
     return moved;
 }
 

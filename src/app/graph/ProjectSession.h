@@ -181,23 +181,36 @@ public:
     void setDirection(ConnectionDirection direction, const RelEndpoint& endpoint, const QUuid& rel) {
         m_shape->setDirection(direction, endpoint, rel);
     }
-    void cycleDirection(const RelEndpoint& endpoint, const QUuid& rel) { m_shape->cycleDirection(endpoint, rel); }
+    void cycleDirection(const RelEndpoint& endpoint, const QUuid& rel) {
+        m_shape->cycleDirection(endpoint, rel);
+    }
     void removeProperty(const QUuid& property, const PropertyOwner& owner) {
         m_shape->removeProperty(property, owner);
     }
-    void useExistingType(const QUuid& existing, const QUuid& instead) { m_shape->useExistingType(existing, instead); }
-    std::optional<QUuid> addRelationship(const QString& name, const QUuid& from, const QUuid& to, bool bothWays) {
+    void useExistingType(const QUuid& existing, const QUuid& instead) {
+        m_shape->useExistingType(existing, instead);
+    }
+    std::optional<QUuid> addRelationship(const QString& name, const QUuid& from, const QUuid& to,
+                                         bool bothWays) {
         return m_shape->addRelationship(name, from, to, bothWays);
     }
     void renameRelType(const QUuid& id, const QString& name) { m_shape->renameRelType(id, name); }
-    void setExpandPriority(ExpandPriority priority, const QUuid& type) { m_shape->setExpandPriority(priority, type); }
+    void setExpandPriority(ExpandPriority priority, const QUuid& type) {
+        m_shape->setExpandPriority(priority, type);
+    }
     void setEmbedded(const QUuid& property, const PropertyOwner& owner, bool on) {
         m_shape->setEmbedded(property, owner, on);
     }
     bool isApplied(const RelType& type) const { return m_shape->isApplied(type); }
-    bool isLocked(const QUuid& property, const PropertyOwner& owner) const { return m_shape->isLocked(property, owner); }
-    bool isLocked(const RelEndpoint& endpoint, const QUuid& rel) const { return m_shape->isLocked(endpoint, rel); }
-    bool losesData(const GraphSchema& from, const GraphSchema& to) const { return m_shape->losesData(from, to); }
+    bool isLocked(const QUuid& property, const PropertyOwner& owner) const {
+        return m_shape->isLocked(property, owner);
+    }
+    bool isLocked(const RelEndpoint& endpoint, const QUuid& rel) const {
+        return m_shape->isLocked(endpoint, rel);
+    }
+    bool losesData(const GraphSchema& from, const GraphSchema& to) const {
+        return m_shape->losesData(from, to);
+    }
     int missingCount(const QUuid& property, const PropertyOwner& owner) const {
         return m_shape->missingCount(property, owner);
     }

@@ -3,6 +3,7 @@
 #include "app/undo/UndoStack.h"
 #include "kit/schema/ShapeEdits.h"
 #include "kit/schema/ValueRefusal.h"
+#include "kit/support/Counted.h"
 
 #include <algorithm>
 
@@ -18,10 +19,6 @@ const QString cantUndoFurther = QStringLiteral(
 const QString lockedKind =
     QStringLiteral("Your graph holds values for it, so it can only switch between text and enum.");
 const QString permanent = QStringLiteral(" This can't be undone.");
-
-QString counted(qint64 count, const QString& word) {
-    return QStringLiteral("%1 %2%3").arg(count).arg(word, count == 1 ? QString() : QStringLiteral("s"));
-}
 
 // "are", or "is" when what is deleted is one thing.
 QString verb(qint64 count) {
@@ -88,8 +85,7 @@ int ShapeEditor::missingCount(const QUuid& property, const PropertyOwner& owner)
     return applied().missingCount(property, owner);
 }
 
-QStringList ShapeEditor::distinctValues(const QUuid& property, const PropertyOwner& owner,
-                                           int limit) const {
+QStringList ShapeEditor::distinctValues(const QUuid& property, const PropertyOwner& owner, int limit) const {
     return applied().distinctValues(property, owner, limit);
 }
 
@@ -207,8 +203,7 @@ void ShapeEditor::pruneSelection() {
 namespace {
 
 // Runs a kit edit inside `editShape`; an edit that can't be made leaves the shape as it is.
-template <typename Edit>
-std::function<void(GraphSchema&)> applying(Edit edit) {
+template <typename Edit> std::function<void(GraphSchema&)> applying(Edit edit) {
     return [edit](GraphSchema& schema) {
         if (std::optional<GraphSchema> after = edit(schema))
             schema = std::move(*after);
@@ -256,13 +251,15 @@ void ShapeEditor::setNodeTypeColor(const QUuid& id, const QString& color) {
 }
 
 void ShapeEditor::setExpandPriority(ExpandPriority priority, const QUuid& typeId) {
-    editShape(QStringLiteral("Change Priority"),
-              applying([&](const GraphSchema& s) { return ShapeEdits::setExpandPriority(s, typeId, priority); }));
+    editShape(QStringLiteral("Change Priority"), applying([&](const GraphSchema& s) {
+                  return ShapeEdits::setExpandPriority(s, typeId, priority);
+              }));
 }
 
 void ShapeEditor::useExistingType(const QUuid& existing, const QUuid& instead) {
-    editShape(QStringLiteral("Use Existing Type"),
-              applying([&](const GraphSchema& s) { return ShapeEdits::useExistingType(s, existing, instead); }));
+    editShape(QStringLiteral("Use Existing Type"), applying([&](const GraphSchema& s) {
+                  return ShapeEdits::useExistingType(s, existing, instead);
+              }));
 }
 
 // -- Relationship types and their connections -----------------------------------------------------------
@@ -308,8 +305,7 @@ void ShapeEditor::removeConnection(const RelEndpoint& endpoint, const QUuid& rel
     editShapeAsking(
         QStringLiteral("Remove Connection"), *after,
         QStringLiteral("Delete %1 connecting %2 to %3?")
-            .arg(rel->name, nodeTypeName(schema(), endpoint.from),
-                 nodeTypeName(schema(), endpoint.to)),
+            .arg(rel->name, nodeTypeName(schema(), endpoint.from), nodeTypeName(schema(), endpoint.to)),
         [](const DataLoss& loss) {
             return QStringLiteral("Its %1 between them %2 deleted from your graph too.")
                        .arg(counted(loss.relationships, QStringLiteral("connection")),
@@ -324,16 +320,18 @@ ConnectionDirection ShapeEditor::direction(const RelEndpoint& endpoint, const QU
 }
 
 void ShapeEditor::setDirection(ConnectionDirection direction, const RelEndpoint& endpoint,
-                                  const QUuid& relId) {
+                               const QUuid& relId) {
     const RelType* rel = schema().relType(relId);
     auto after = ShapeEdits::setDirection(schema(), direction, endpoint, relId);
     if (!rel || !after)
         return;
     editShapeAsking(
-        QStringLiteral("Change Direction"), *after, QStringLiteral("Change which way %1 runs?").arg(rel->name),
+        QStringLiteral("Change Direction"), *after,
+        QStringLiteral("Change which way %1 runs?").arg(rel->name),
         [this](const DataLoss& loss) {
             // The way that goes, as the shape stored it.
-            const RelEndpoint lost = loss.connections.isEmpty() ? RelEndpoint{} : loss.connections.first().endpoint;
+            const RelEndpoint lost =
+                loss.connections.isEmpty() ? RelEndpoint{} : loss.connections.first().endpoint;
             return QStringLiteral("Its %1 the other way between %2 and %3 %4 deleted from your graph.")
                        .arg(counted(loss.relationships, QStringLiteral("connection")),
                             nodeTypeName(schema(), lost.to), nodeTypeName(schema(), lost.from),
@@ -348,7 +346,7 @@ void ShapeEditor::cycleDirection(const RelEndpoint& endpoint, const QUuid& relId
 }
 
 std::optional<QUuid> ShapeEditor::addRelationship(const QString& name, const QUuid& from, const QUuid& to,
-                                                     bool bothWays) {
+                                                  bool bothWays) {
     if (refuseShapeEdit())
         return std::nullopt;
     auto added = ShapeEdits::addRelationship(schema(), name, from, to, bothWays, QUuid::createUuid());
@@ -416,8 +414,9 @@ void ShapeEditor::removeProperty(const QUuid& property, const PropertyOwner& own
 }
 
 void ShapeEditor::renameProperty(const QUuid& property, const PropertyOwner& owner, const QString& name) {
-    editShape(QStringLiteral("Rename Property"),
-              applying([&](const GraphSchema& s) { return ShapeEdits::renameProperty(s, property, owner, name); }));
+    editShape(QStringLiteral("Rename Property"), applying([&](const GraphSchema& s) {
+                  return ShapeEdits::renameProperty(s, property, owner, name);
+              }));
 }
 
 void ShapeEditor::changeKind(const QUuid& property, const PropertyOwner& owner, PropertyKind kind) {
@@ -426,18 +425,19 @@ void ShapeEditor::changeKind(const QUuid& property, const PropertyOwner& owner, 
             m_core.setNotice(lockedKind);
         return;
     }
-    editShape(QStringLiteral("Change Kind"),
-              applying([&](const GraphSchema& s) { return ShapeEdits::changeKind(s, property, owner, kind); }));
+    editShape(QStringLiteral("Change Kind"), applying([&](const GraphSchema& s) {
+                  return ShapeEdits::changeKind(s, property, owner, kind);
+              }));
 }
 
 void ShapeEditor::setDefault(const QUuid& property, const PropertyOwner& owner,
-                                const std::optional<GraphValue>& value) {
-    editShape(QStringLiteral("Change Default"),
-              applying([&](const GraphSchema& s) { return ShapeEdits::setDefault(s, property, owner, value); }));
+                             const std::optional<GraphValue>& value) {
+    editShape(QStringLiteral("Change Default"), applying([&](const GraphSchema& s) {
+                  return ShapeEdits::setDefault(s, property, owner, value);
+              }));
 }
 
-bool ShapeEditor::setDefaultFromText(const QUuid& property, const PropertyOwner& owner,
-                                        const QString& text) {
+bool ShapeEditor::setDefaultFromText(const QUuid& property, const PropertyOwner& owner, const QString& text) {
     const PropertyDef* definition = propertyOf(schema(), owner, property);
     if (!definition)
         return false;
@@ -451,9 +451,10 @@ bool ShapeEditor::setDefaultFromText(const QUuid& property, const PropertyOwner&
     return true;
 }
 
-std::optional<ShapeEditor::Consent> ShapeEditor::optionsConsent(const QUuid& property, const PropertyOwner& owner,
-                                                               const QStringList& before,
-                                                               const QStringList& after) const {
+std::optional<ShapeEditor::Consent> ShapeEditor::optionsConsent(const QUuid& property,
+                                                                const PropertyOwner& owner,
+                                                                const QStringList& before,
+                                                                const QStringList& after) const {
     const AppliedGraph graph = applied();
     const auto column = graph.column(property, owner);
     if (!column)
@@ -495,12 +496,12 @@ std::optional<ShapeEditor::Consent> ShapeEditor::optionsConsent(const QUuid& pro
     }
     if (removed.isEmpty())
         return std::nullopt;
-    return Consent{removed.size() == 1 ? QStringLiteral("Remove the option %1?").arg(removed.first())
-                                       : QStringLiteral("Remove %1 options?").arg(removed.size()),
-                   QStringLiteral("%1 %2 it. They keep the value, but it isn't one of the options any more.")
-                       .arg(counted(holding, word), holding == 1 ? QStringLiteral("holds")
-                                                                 : QStringLiteral("hold")),
-                   QStringLiteral("Remove")};
+    return Consent{
+        removed.size() == 1 ? QStringLiteral("Remove the option %1?").arg(removed.first())
+                            : QStringLiteral("Remove %1 options?").arg(removed.size()),
+        QStringLiteral("%1 %2 it. They keep the value, but it isn't one of the options any more.")
+            .arg(counted(holding, word), holding == 1 ? QStringLiteral("holds") : QStringLiteral("hold")),
+        QStringLiteral("Remove")};
 }
 
 void ShapeEditor::setOptions(const QUuid& property, const PropertyOwner& owner, const QStringList& options) {
@@ -543,23 +544,27 @@ void ShapeEditor::setOptions(const QUuid& property, const PropertyOwner& owner, 
 }
 
 void ShapeEditor::setTitleProperty(const PropertyOwner& owner, const std::optional<QUuid>& property) {
-    editShape(QStringLiteral("Change Title"),
-              applying([&](const GraphSchema& s) { return ShapeEdits::setTitleProperty(s, owner, property); }));
+    editShape(QStringLiteral("Change Title"), applying([&](const GraphSchema& s) {
+                  return ShapeEdits::setTitleProperty(s, owner, property);
+              }));
 }
 
 void ShapeEditor::setMarkProperty(const PropertyOwner& owner, const std::optional<QUuid>& property) {
-    editShape(QStringLiteral("Change Mark"),
-              applying([&](const GraphSchema& s) { return ShapeEdits::setMarkProperty(s, owner, property); }));
+    editShape(QStringLiteral("Change Mark"), applying([&](const GraphSchema& s) {
+                  return ShapeEdits::setMarkProperty(s, owner, property);
+              }));
 }
 
 void ShapeEditor::moveProperty(const QUuid& property, const PropertyOwner& owner, int toIndex) {
-    editShape(QStringLiteral("Move Property"),
-              applying([&](const GraphSchema& s) { return ShapeEdits::moveProperty(s, property, owner, toIndex); }));
+    editShape(QStringLiteral("Move Property"), applying([&](const GraphSchema& s) {
+                  return ShapeEdits::moveProperty(s, property, owner, toIndex);
+              }));
 }
 
 void ShapeEditor::setEmbedded(const QUuid& property, const PropertyOwner& owner, bool on) {
-    editShape(on ? QStringLiteral("Embed Property") : QStringLiteral("Stop Embedding Property"),
-              applying([&](const GraphSchema& s) { return ShapeEdits::setEmbedded(s, property, owner, on); }));
+    editShape(
+        on ? QStringLiteral("Embed Property") : QStringLiteral("Stop Embedding Property"),
+        applying([&](const GraphSchema& s) { return ShapeEdits::setEmbedded(s, property, owner, on); }));
 }
 
 } // namespace corvantis

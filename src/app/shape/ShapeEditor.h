@@ -55,7 +55,8 @@ public:
     void renameProperty(const QUuid& property, const PropertyOwner& owner, const QString& name);
     // Refused while the graph holds values whose column the new kind can't keep.
     void changeKind(const QUuid& property, const PropertyOwner& owner, PropertyKind kind);
-    void setDefault(const QUuid& property, const PropertyOwner& owner, const std::optional<GraphValue>& value);
+    void setDefault(const QUuid& property, const PropertyOwner& owner,
+                    const std::optional<GraphValue>& value);
     // The default from what a person typed (empty clears); false, with a notice, when it doesn't parse.
     bool setDefaultFromText(const QUuid& property, const PropertyOwner& owner, const QString& text);
     void setOptions(const QUuid& property, const PropertyOwner& owner, const QStringList& options);

@@ -1,6 +1,7 @@
 #include "ui/graph/GraphOverview.h"
 
 #include "app/graph/ProjectSession.h"
+#include "kit/support/Counted.h"
 #include "ui/design/Theme.h"
 #include "ui/shape/TypeSwatch.h"
 
@@ -12,13 +13,7 @@
 
 namespace corvantis {
 
-namespace {
-
-QString counted(qint64 count, const QString& word) {
-    return QStringLiteral("%1 %2%3").arg(count).arg(word, count == 1 ? QString() : QStringLiteral("s"));
-}
-
-} // namespace
+namespace {} // namespace
 
 GraphOverview::GraphOverview(QWidget* parent)
     : QWidget(parent)

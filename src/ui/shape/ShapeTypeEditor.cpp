@@ -1,6 +1,7 @@
 #include "ui/shape/ShapeTypeEditor.h"
 
 #include "app/graph/ProjectSession.h"
+#include "kit/support/Counted.h"
 #include "kit/support/Json.h"
 #include "ui/design/Theme.h"
 #include "ui/shape/OptionsDialog.h"
@@ -20,10 +21,6 @@
 namespace corvantis {
 
 namespace {
-
-QString counted(qint64 count, const QString& word) {
-    return QStringLiteral("%1 %2%3").arg(count).arg(word, count == 1 ? QString() : QStringLiteral("s"));
-}
 
 QLabel* subtleLabel(const QString& text, QWidget* parent) {
     auto* label = new QLabel(text, parent);
@@ -153,10 +150,8 @@ void ShapeTypeEditor::buildNodeHeader(QVBoxLayout* layout) {
     });
     settings->addWidget(expand);
     settings->addStretch();
-    settings->addWidget(
-        subtleLabel(counted(m_session.recordCount(id), QStringLiteral("node")) +
-                        QStringLiteral(" in your graph"),
-                    this));
+    settings->addWidget(subtleLabel(
+        counted(m_session.recordCount(id), QStringLiteral("node")) + QStringLiteral(" in your graph"), this));
     layout->addLayout(settings);
 }
 
@@ -177,10 +172,9 @@ void ShapeTypeEditor::buildRelHeader(QVBoxLayout* layout) {
     connect(remove, &QPushButton::clicked, this, [this, id] { m_session.deleteRelType(id); });
     top->addWidget(remove);
     layout->addLayout(top);
-    layout->addWidget(
-        subtleLabel(counted(m_session.recordCount(id), QStringLiteral("relationship")) +
-                        QStringLiteral(" in your graph"),
-                    this));
+    layout->addWidget(subtleLabel(counted(m_session.recordCount(id), QStringLiteral("relationship")) +
+                                      QStringLiteral(" in your graph"),
+                                  this));
 }
 
 void ShapeTypeEditor::buildConnections(QVBoxLayout* layout) {
@@ -207,7 +201,8 @@ void ShapeTypeEditor::buildConnections(QVBoxLayout* layout) {
         if (!endpoint.isLoop())
             direction->addItem(QStringLiteral("The other way"),
                                static_cast<int>(ConnectionDirection::OtherWay));
-        direction->setCurrentIndex(direction->findData(static_cast<int>(m_session.shape().direction(endpoint, id))));
+        direction->setCurrentIndex(
+            direction->findData(static_cast<int>(m_session.shape().direction(endpoint, id))));
         connect(direction, &QComboBox::activated, this, [this, id, endpoint, direction] {
             m_session.setDirection(static_cast<ConnectionDirection>(direction->currentData().toInt()),
                                    endpoint, id);

@@ -306,7 +306,8 @@ void ShapeView::takeListSelection(QListWidget* list) {
     auto id = json::parseUuid(selected.first()->data(Qt::UserRole).toString());
     if (!id)
         return;
-    m_session->shape().setSelection(list == m_nodeList ? ShapeSelection::node(*id) : ShapeSelection::rel(*id));
+    m_session->shape().setSelection(list == m_nodeList ? ShapeSelection::node(*id)
+                                                       : ShapeSelection::rel(*id));
 }
 
 void ShapeView::addNodeType() {

@@ -4,11 +4,11 @@
 #include "app/app/AppModel.h"
 #include "app/graph/ProjectSession.h"
 #include "app/undo/UndoStack.h"
-#include "ui/shell/TextFieldKeys.h"
 #include "ui/design/Theme.h"
 #include "ui/graph/ProjectView.h"
 #include "ui/library/GalleryView.h"
 #include "ui/settings/SettingsWindow.h"
+#include "ui/shell/TextFieldKeys.h"
 #include "ui/shell/ToastView.h"
 
 #include <QActionGroup>

@@ -1,6 +1,7 @@
 #include "ui/table/GraphTableView.h"
 
 #include "app/graph/ProjectSession.h"
+#include "kit/support/Counted.h"
 #include "kit/support/Json.h"
 #include "ui/design/Theme.h"
 #include "ui/shape/TypeSwatch.h"
@@ -20,13 +21,7 @@
 
 namespace corvantis {
 
-namespace {
-
-QString counted(qsizetype count, const QString& word) {
-    return QStringLiteral("%1 %2%3").arg(count).arg(word, count == 1 ? QString() : QStringLiteral("s"));
-}
-
-} // namespace
+namespace {} // namespace
 
 GraphTableView::GraphTableView(QWidget* parent)
     : QWidget(parent)
@@ -124,7 +119,9 @@ void GraphTableView::rebuildPicker() {
     if (m_session) {
         const Project& project = m_session->project();
         const GraphSchema& schema = project.schema;
-        auto appliedCount = [&](bool, const QUuid& id) { return m_session->recordCount(id); };
+        auto appliedCount = [&](bool, const QUuid& id) {
+            return m_session->recordCount(id);
+        };
         for (const NodeType& type : schema.nodeTypes)
             m_picker->addItem(typeSwatch(type.color),
                               QStringLiteral("%1  ·  %2").arg(type.name).arg(appliedCount(true, type.id)),

@@ -16,8 +16,9 @@ namespace {
 
 GraphPlan twoNewPeople(const QString& label) {
     GraphPlan plan;
-    plan.nodes = {NodeRecord{json::uuidText(QUuid::createUuid()), label, {{"name", GraphValue::string("Ada")}}},
-                  NodeRecord{json::uuidText(QUuid::createUuid()), label, {{"name", GraphValue::string("Grace")}}}};
+    plan.nodes = {
+        NodeRecord{json::uuidText(QUuid::createUuid()), label, {{"name", GraphValue::string("Ada")}}},
+        NodeRecord{json::uuidText(QUuid::createUuid()), label, {{"name", GraphValue::string("Grace")}}}};
     return plan;
 }
 
@@ -139,7 +140,9 @@ TEST(DataSafety, AFailedSaveIsTriedAgainWithTheNextChangeAndAtClose) {
     const QString failure = *r.session->notice();
 
     // Still failing: the notice stays.
-    auto person = [&] { return r.session->project().schema.nodeTypes[0]; };
+    auto person = [&] {
+        return r.session->project().schema.nodeTypes[0];
+    };
     r.add(person(), "Ada");
     EXPECT_EQ(r.session->notice(), failure);
 
@@ -245,8 +248,9 @@ TEST(DataSafety, ADatabaseThatMatchesNeitherShapeOpensForReadingOnly) {
 
     auto session = world.open(world.stored(project.id));
     EXPECT_TRUE(session->graphUnavailable());
-    EXPECT_EQ(session->notice(), "The database of “Reading” doesn't match the shape in its project file, so the "
-                                 "project is open for reading only and nothing is saved.");
+    EXPECT_EQ(session->notice(),
+              "The database of “Reading” doesn't match the shape in its project file, so the "
+              "project is open for reading only and nothing is saved.");
     EXPECT_FALSE(session->createNode(session->project().schema.nodeTypes[0], "Grace"));
     EXPECT_FALSE(session->rename("Elsewhere"));
     session->close();
@@ -277,7 +281,8 @@ TEST(DataSafety, ACrashBetweenTheCommitAndTheSaveIsRecoveredAtTheNextOpening) {
     helper.start(QStringLiteral(CORVANTIS_BIN_DIR "/corvantis-store-helper"),
                  {"migrate-project", world.library.root(), json::uuidText(project.id)});
     ASSERT_TRUE(helper.waitForStarted(10000));
-    ASSERT_TRUE(waitUntil([&] { return helper.canReadLine() || helper.state() == QProcess::NotRunning; }, 60000));
+    ASSERT_TRUE(
+        waitUntil([&] { return helper.canReadLine() || helper.state() == QProcess::NotRunning; }, 60000));
     ASSERT_EQ(QString::fromUtf8(helper.readLine()).trimmed(), "committed")
         << helper.readAllStandardError().toStdString();
     helper.kill();

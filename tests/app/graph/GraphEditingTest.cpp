@@ -6,7 +6,6 @@
 using namespace corvantis;
 using namespace corvantis::test;
 
-
 TEST(GraphEditing, NodesAreAddedChangedAndDeletedWithUndoAndRedo) {
     Reading r;
     const QString ada = r.add(r.person, "Ada");

@@ -1,12 +1,12 @@
-#include "kit/support/AtomicFile.h"
 #include "app/canvas/CanvasState.h"
+#include "kit/support/AtomicFile.h"
 #include "tests/app/graph/SessionTestSupport.h"
 #include "tests/support/AwaitTask.h"
 #include "tests/support/TestSupport.h"
 
-#include <QSignalSpy>
 #include <QFile>
 #include <QFileInfo>
+#include <QSignalSpy>
 #include <gtest/gtest.h>
 
 using namespace corvantis;

@@ -238,5 +238,4 @@ struct Reading {
     }
 };
 
-
 } // namespace corvantis::test

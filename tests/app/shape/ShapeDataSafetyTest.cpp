@@ -50,7 +50,8 @@ struct Tasks {
         QMap<QString, QString> out;
         for (const NodeRecord& node : session->nodes()) {
             const GraphValue value = node.properties.value("state");
-            out.insert(node.properties.value("title").stringValue().value_or(""), value.stringValue().value_or("-"));
+            out.insert(node.properties.value("title").stringValue().value_or(""),
+                       value.stringValue().value_or("-"));
         }
         return out;
     }
@@ -60,8 +61,8 @@ struct Tasks {
 
 TEST(ShapeDataSafety, UndoingAChangedDefaultPutsBackOnlyTheRowsItMoved) {
     Tasks t;
-    t.add("by default");               // Open, from the default
-    t.add("set by hand", "Closed");    // Closed, by the person
+    t.add("by default");            // Open, from the default
+    t.add("set by hand", "Closed"); // Closed, by the person
     t.session->shape().setDefault(t.state, t.owner, GraphValue::string("Closed"));
     EXPECT_EQ(t.states(), (QMap<QString, QString>{{"by default", "Closed"}, {"set by hand", "Closed"}}));
 
@@ -69,7 +70,8 @@ TEST(ShapeDataSafety, UndoingAChangedDefaultPutsBackOnlyTheRowsItMoved) {
     EXPECT_EQ(t.states(), (QMap<QString, QString>{{"by default", "Open"}, {"set by hand", "Closed"}}));
     EXPECT_EQ(t.statesInMemory(), t.states());
     ASSERT_TRUE(t.session->project().schema.nodeTypes[0].properties[1].defaultValue);
-    EXPECT_EQ(*t.session->project().schema.nodeTypes[0].properties[1].defaultValue, GraphValue::string("Open"));
+    EXPECT_EQ(*t.session->project().schema.nodeTypes[0].properties[1].defaultValue,
+              GraphValue::string("Open"));
 
     // Redo runs the change again.
     t.world.undo.redo();
@@ -90,9 +92,10 @@ TEST(ShapeDataSafety, RenamingAnOptionOntoAValueRowsHoldAsksAndUndoSeparatesThem
     t.session->shape().setOptions(t.state, t.owner, {"Waiting", "Closed"});
     ASSERT_TRUE(t.session->confirmation());
     EXPECT_EQ(t.session->confirmation()->title, "Merge “Open” into “Waiting”?");
-    EXPECT_EQ(t.session->confirmation()->message,
-              "2 nodes holding “Open” will hold “Waiting”, like the 1 node that holds it already. Undo separates "
-              "them again.");
+    EXPECT_EQ(
+        t.session->confirmation()->message,
+        "2 nodes holding “Open” will hold “Waiting”, like the 1 node that holds it already. Undo separates "
+        "them again.");
     t.session->dismissConfirmation();
     EXPECT_EQ(t.states().value("a"), "Open");
 
@@ -113,13 +116,15 @@ TEST(ShapeDataSafety, RemovingAnOptionThatRowsHoldAsksFirst) {
     EXPECT_EQ(t.session->confirmation()->message,
               "1 node holds it. They keep the value, but it isn't one of the options any more.");
     t.session->dismissConfirmation();
-    EXPECT_EQ(t.session->project().schema.nodeTypes[0].properties[1].options, QStringList({"Open", "Closed"}));
+    EXPECT_EQ(t.session->project().schema.nodeTypes[0].properties[1].options,
+              QStringList({"Open", "Closed"}));
 
     // An option no row holds goes without a question.
     t.session->shape().setOptions(t.state, t.owner, {"Open", "Closed", "Later"});
     t.session->shape().setOptions(t.state, t.owner, {"Open", "Closed"});
     EXPECT_FALSE(t.session->confirmation());
-    EXPECT_EQ(t.session->project().schema.nodeTypes[0].properties[1].options, QStringList({"Open", "Closed"}));
+    EXPECT_EQ(t.session->project().schema.nodeTypes[0].properties[1].options,
+              QStringList({"Open", "Closed"}));
 }
 
 TEST(ShapeDataSafety, AShapeConfirmationCountsAgainWhatChangedWhileItStoodOpen) {
@@ -141,7 +146,8 @@ TEST(ShapeDataSafety, AShapeConfirmationCountsAgainWhatChangedWhileItStoodOpen) 
 
 TEST(ShapeDataSafety, ADirectionChangeNamesTheConnectionsReallyLost) {
     GraphSchema shape;
-    shape.nodeTypes = {nodeType("Person", {property("name")}), nodeType("Book", {property("title")}, "peach")};
+    shape.nodeTypes = {nodeType("Person", {property("name")}),
+                       nodeType("Book", {property("title")}, "peach")};
     const RelEndpoint forward{shape.nodeTypes[0].id, shape.nodeTypes[1].id};
     shape.relTypes = {relType("likes", {forward})};
     SessionWorld world;

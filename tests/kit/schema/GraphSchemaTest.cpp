@@ -1,8 +1,8 @@
 #include "kit/schema/GraphSchema.h"
-#include "tests/support/ShapeBuilders.h"
 
 #include "kit/schema/Identifier.h"
 #include "kit/support/Json.h"
+#include "tests/support/ShapeBuilders.h"
 
 #include <QJsonArray>
 #include <gtest/gtest.h>

@@ -2,10 +2,10 @@
 #include "tests/support/TestSupport.h"
 
 #include <QDir>
+#include <QFile>
 #include <QProcess>
 #include <QSettings>
 #include <QTemporaryDir>
-#include <QFile>
 #include <csignal>
 #include <gtest/gtest.h>
 
