@@ -177,3 +177,53 @@ TEST(ShapeDataSafety, ADirectionChangeNamesTheConnectionsReallyLost) {
               "Its 1 connection the other way between Book and Person is deleted from your graph. This can't "
               "be undone.");
 }
+
+// Defaults and renamed options reach relationships as they reach nodes, and their undo is as exact.
+TEST(ShapeDataSafety, RelationshipPropertiesTakeDefaultsAndRenamedOptions) {
+    PropertyDef kind =
+        property("kind", PropertyKind::Choice, std::nullopt, QStringList{"friend", "colleague"});
+    PropertyDef note = property("note");
+    GraphSchema shape;
+    shape.nodeTypes = {nodeType("Person", {property("name")})};
+    shape.relTypes = {relType("knows", {{shape.nodeTypes[0].id, shape.nodeTypes[0].id}}, {kind, note})};
+    SessionWorld world;
+    auto session = world.open(world.create(shape));
+    const NodeType person = session->project().schema.nodeTypes[0];
+    const PropertyOwner knows = PropertyOwner::rel(session->project().schema.relTypes[0].id);
+    const QString ada = *session->createNode(person, "Ada");
+    const QString grace = *session->createNode(person, "Grace");
+    auto link = [&](std::optional<QString> kindValue) {
+        RelRecord rel{json::uuidText(QUuid::createUuid()), "KNOWS", ada, grace, {}};
+        if (kindValue)
+            rel.properties.insert("kind", GraphValue::string(*kindValue));
+        EXPECT_TRUE(session->insert(rel)) << session->notice().value_or("").toStdString();
+        return rel.id;
+    };
+    const QString plain = link(std::nullopt);
+    const QString friends = link("friend");
+    auto stored = [&](const QString& id, const QString& column) {
+        const QueryOutput output = session->store()->runReadOnly(
+            QStringLiteral("MATCH ()-[r:KNOWS]->() WHERE r.id = '%1' RETURN r.%2").arg(id, column), 10);
+        return output.rows.isEmpty() ? QString("?") : output.rows.first().first().stringValue().value_or("-");
+    };
+
+    // A default reaches the relationship that has no value, and only it; Undo takes it back from it alone.
+    session->shape().setDefault(note.id, knows, GraphValue::string("met once"));
+    EXPECT_EQ(stored(plain, "note"), "met once");
+    EXPECT_EQ(stored(friends, "note"), "met once");
+    session->updateRel(friends, {{"note", GraphValue::string("since school")}});
+    world.undo.undo(); // the edit of the note
+    world.undo.undo(); // the default
+    EXPECT_EQ(stored(plain, "note"), "-");
+    EXPECT_EQ(stored(friends, "note"), "-");
+
+    // A renamed option rewrites the relationships that hold it, and Undo puts them back.
+    session->shape().setOptions(kind.id, knows, {"friend for life", "colleague"});
+    EXPECT_FALSE(session->confirmation());
+    EXPECT_EQ(stored(friends, "kind"), "friend for life");
+    EXPECT_EQ(stored(plain, "kind"), "-");
+    EXPECT_EQ(session->rels().value(friends).properties.value("kind"), GraphValue::string("friend for life"));
+    world.undo.undo();
+    EXPECT_EQ(stored(friends, "kind"), "friend");
+    EXPECT_EQ(session->rels().value(friends).properties.value("kind"), GraphValue::string("friend"));
+}
