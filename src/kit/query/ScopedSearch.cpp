@@ -161,8 +161,8 @@ std::optional<ScopedSearch::Completion> ScopedSearch::completion(qsizetype posit
     while (start > inner.location && !isSeparator(u.at(start - 1)))
         --start;
     const qsizetype separatorAt = start - 1;
-    const std::optional<QChar> separator =
-        start > inner.location ? std::optional<QChar>(u.at(separatorAt)) : std::nullopt;
+    // The character before the caret's name; a null character when the name starts the scope.
+    const QChar separator = start > inner.location ? u.at(separatorAt) : QChar();
     while (start < position && isBlank(u.at(start)))
         ++start;
 
