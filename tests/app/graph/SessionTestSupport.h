@@ -195,6 +195,22 @@ inline std::optional<NodeRecord> nodeNamed(const ProjectSession& session, const 
     return std::nullopt;
 }
 
+// A new node of the type, or an empty id (and a failed expectation) with the session's notice.
+inline QString addNode(ProjectSession& session, const NodeType& type, const QString& name,
+                       std::optional<QPointF> at = std::nullopt) {
+    auto id = session.createNode(type, name, {}, at);
+    EXPECT_TRUE(id) << session.notice().value_or("").toStdString();
+    return id.value_or(QString());
+}
+
+// A new relationship of the table between two nodes; its id.
+inline QString linkNodes(ProjectSession& session, const QString& label, const QString& from,
+                         const QString& to) {
+    RelRecord rel{json::uuidText(QUuid::createUuid()), label, from, to, {}};
+    EXPECT_TRUE(session.insert(rel)) << session.notice().value_or("").toStdString();
+    return rel.id;
+}
+
 // Person (name, born: number with a default of 1900, status: enum), Book (title); "wrote" Person → Book,
 // "knows" Person → Person.
 struct Reading {
@@ -221,14 +237,10 @@ struct Reading {
     }
 
     QString add(const NodeType& type, const QString& name, std::optional<QPointF> at = std::nullopt) {
-        auto id = session->createNode(type, name, {}, at);
-        EXPECT_TRUE(id) << session->notice().value_or("").toStdString();
-        return id.value_or(QString());
+        return addNode(*session, type, name, at);
     }
     QString link(const QString& label, const QString& from, const QString& to) {
-        RelRecord rel{json::uuidText(QUuid::createUuid()), label, from, to, {}};
-        EXPECT_TRUE(session->insert(rel)) << session->notice().value_or("").toStdString();
-        return rel.id;
+        return linkNodes(*session, label, from, to);
     }
     // The database's own view of one node's column.
     GraphValue stored(const QString& id, const QString& column) {

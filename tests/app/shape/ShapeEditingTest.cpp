@@ -36,14 +36,10 @@ struct Shape {
         return *id;
     }
     QString addNode(const QString& typeName, const QString& name) {
-        auto id = session->createNode(*type(typeName), name);
-        EXPECT_TRUE(id) << session->notice().value_or("").toStdString();
-        return id.value_or(QString());
+        return test::addNode(*session, *type(typeName), name);
     }
     QString link(const QString& label, const QString& from, const QString& to) {
-        RelRecord rel{json::uuidText(QUuid::createUuid()), label, from, to, {}};
-        EXPECT_TRUE(session->insert(rel)) << session->notice().value_or("").toStdString();
-        return rel.id;
+        return linkNodes(*session, label, from, to);
     }
     // Each change is saved at once, and the database is where the shape says it is.
     void expectSavedAndApplied() const {
