@@ -105,6 +105,15 @@ PropertyMap::iterator PropertyMap::insert(const QString& key, const GraphValue& 
     return iterator(m_entries.data() + at);
 }
 
+PropertyMap::iterator PropertyMap::insert(const QString& key, GraphValue&& value) {
+    const qsizetype at = lowerBound(key);
+    if (at < m_entries.size() && m_entries[at].first == key)
+        m_entries[at].second = std::move(value);
+    else
+        m_entries.insert(at, Entry{key, std::move(value)});
+    return iterator(m_entries.data() + at);
+}
+
 void PropertyMap::insert(const PropertyMap& other) {
     for (const auto& [key, value] : other.m_entries)
         insert(key, value);

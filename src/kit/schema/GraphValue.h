@@ -162,6 +162,7 @@ public:
     GraphValue operator[](const QString& key) const { return value(key); }
     // Sets the value under `key`, in place when the key is there.
     iterator insert(const QString& key, const GraphValue& value);
+    iterator insert(const QString& key, GraphValue&& value);
     // Every entry of `other`, over those with the same keys.
     void insert(const PropertyMap& other);
     qsizetype remove(const QString& key);

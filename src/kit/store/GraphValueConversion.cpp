@@ -1,8 +1,6 @@
 #include "kit/store/GraphValueConversion.h"
 
 #include <algorithm>
-#include <map>
-#include <numeric>
 #include <type_traits>
 #include <utility>
 
@@ -167,8 +165,8 @@ GraphValue toGraphValue(const LadybugValue& value, const NodeIds& ids) {
         value.storage());
 }
 
-GraphValue fromEngine(lbug_value* value, lbug_data_type_id type) {
-    if (auto scalar = readScalar(value, type)) {
+GraphValue fromEngine(lbug_value* value, lbug_data_type_id type, TextPool* texts) {
+    if (auto scalar = readScalar(value, type, texts)) {
         return std::visit(
             [](const auto& v) -> GraphValue {
                 using T = std::decay_t<decltype(v)>;
@@ -195,8 +193,10 @@ void RecordReader::add(qsizetype position, const QString& name, lbug_value* valu
         if (at >= m_roles.size()) {
             m_roles.resize(at + 1, Role::Keep);
             m_names.resize(at + 1);
+            m_texts.resize(at + 1);
         }
         m_names[at] = name;
+        m_texts[at] = TextPool();
         m_roles[at] = name == idKey ? Role::Id : keptKey(name) ? Role::Keep : Role::Skip;
     }
     switch (m_roles[at]) {
@@ -209,7 +209,9 @@ void RecordReader::add(qsizetype position, const QString& name, lbug_value* valu
     case Role::Skip:
         return;
     case Role::Keep:
-        m_row.push_back({position, name, fromEngine(value, type)});
+        if (m_properties.isEmpty())
+            m_properties.reserve(m_lastCount);
+        m_properties.insert(name, fromEngine(value, type, &m_texts[at]));
         return;
     }
 }
@@ -219,26 +221,8 @@ std::optional<QString> RecordReader::takeId() {
 }
 
 PropertyMap RecordReader::takeProperties() {
-    // Rows of one column keep their properties at the same positions, so the order by key is sorted
-    // once and checked against the positions of each row.
-    bool same = m_row.size() == m_lastPositions.size();
-    for (size_t i = 0; same && i < m_row.size(); ++i)
-        same = m_row[i].position == m_lastPositions[i];
-    if (!same) {
-        m_lastPositions.clear();
-        for (const auto& kept : m_row)
-            m_lastPositions.push_back(kept.position);
-        m_order.resize(m_row.size());
-        std::iota(m_order.begin(), m_order.end(), size_t{0});
-        std::sort(m_order.begin(), m_order.end(),
-                  [&](size_t a, size_t b) { return m_row[a].name < m_row[b].name; });
-    }
-    PropertyMap properties;
-    properties.reserve(static_cast<qsizetype>(m_order.size()));
-    for (size_t index : m_order)
-        properties.insert(m_row[index].name, m_row[index].value); // in key order: each one appends
-    m_row.clear();
-    return properties;
+    m_lastCount = m_properties.size();
+    return std::exchange(m_properties, PropertyMap());
 }
 
 LadybugValue toParameter(const GraphValue& value) {

@@ -56,8 +56,9 @@ TEST(PropertyMap, FollowsQMapThroughRandomChanges) {
                 auto next = map.erase(it);
                 auto expected = reference.erase(reference.find(key));
                 EXPECT_EQ(next == map.end(), expected == reference.end());
-                if (next != map.end())
+                if (next != map.end()) {
                     EXPECT_EQ(next.key(), expected.key());
+                }
             }
             break;
         }
