@@ -209,9 +209,8 @@ void RecordReader::add(qsizetype position, const QString& name, lbug_value* valu
     case Role::Skip:
         return;
     case Role::Keep:
-        if (m_properties.isEmpty())
-            m_properties.reserve(m_lastCount);
-        m_properties.insert(name, fromEngine(value, type, &m_texts[at]));
+        m_rowKeys.push_back(at);
+        m_values.append(fromEngine(value, type, &m_texts[at]));
         return;
     }
 }
@@ -221,8 +220,23 @@ std::optional<QString> RecordReader::takeId() {
 }
 
 PropertyMap RecordReader::takeProperties() {
-    m_lastCount = m_properties.size();
-    return std::exchange(m_properties, PropertyMap());
+    // The same names as the last row, in the same order: the map shares them.
+    const QStringList lastKeys = m_last.keys();
+    bool same = static_cast<size_t>(lastKeys.size()) == m_rowKeys.size();
+    for (size_t i = 0; same && i < m_rowKeys.size(); ++i)
+        same = lastKeys[static_cast<qsizetype>(i)] == m_names[m_rowKeys[i]];
+    PropertyMap properties;
+    if (same) {
+        properties = PropertyMap(m_last, m_values);
+    } else {
+        properties.reserve(m_values.size());
+        for (size_t i = 0; i < m_rowKeys.size(); ++i)
+            properties.insert(m_names[m_rowKeys[i]], std::move(m_values[static_cast<qsizetype>(i)]));
+        m_values.clear();
+    }
+    m_rowKeys.clear();
+    m_last = properties;
+    return properties;
 }
 
 LadybugValue toParameter(const GraphValue& value) {

@@ -35,8 +35,8 @@ GraphValue fromEngine(lbug_value* value, lbug_data_type_id type, ladybug::TextPo
 
 // Builds the id and properties of records whose properties are read in place, one engine value each,
 // by the rule of every record: the "id" property's text is the id, the engine's own "_" keys are left
-// out. Given the columns in the order of their names, each value appends to the row's map. The texts of
-// each property column go through a pool of their own, so that texts repeating down it are shared.
+// out. The rows of one table have the same names, which their maps share. The texts of each property
+// column go through a pool of their own, so that texts repeating down it are shared.
 class RecordReader {
 public:
     void add(qsizetype position, const QString& name, lbug_value* value, lbug_data_type_id type);
@@ -50,8 +50,9 @@ private:
     std::vector<QString> m_names;           // the name each role was worked out for
     std::vector<ladybug::TextPool> m_texts; // by position
     std::optional<QString> m_id;
-    PropertyMap m_properties;
-    qsizetype m_lastCount = 0; // how many properties the last row had, to make room for as many
+    std::vector<size_t> m_rowKeys; // the positions of the row's values so far
+    QList<GraphValue> m_values;    // the row's values so far
+    PropertyMap m_last;            // the last row's map, whose names the next row shares when it can
 };
 
 // A graph value as a bound parameter: string, number, integer and bool as themselves; every other case
