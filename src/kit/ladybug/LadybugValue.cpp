@@ -1,6 +1,7 @@
 #include "kit/ladybug/LadybugValue.h"
 
 #include "kit/ladybug/LadybugError.h"
+#include "kit/ladybug/TextPool.h"
 
 #include <QHash>
 #include <QStringList>
@@ -380,7 +381,7 @@ QString plainText(lbug_value* value) {
 
 } // namespace
 
-std::optional<ScalarValue> readScalar(lbug_value* value, lbug_data_type_id type) {
+std::optional<ScalarValue> readScalar(lbug_value* value, lbug_data_type_id type, TextPool* texts) {
     if (value == nullptr || value->_value == nullptr || lbug_value_is_null(value))
         return ScalarValue{};
     if (type == LBUG_ANY)
@@ -389,7 +390,11 @@ std::optional<ScalarValue> readScalar(lbug_value* value, lbug_data_type_id type)
     case LBUG_STRING: {
         char* text = nullptr;
         check(lbug_value_get_string(value, &text), "STRING");
-        return ScalarValue{takeString(text)};
+        if (!texts)
+            return ScalarValue{takeString(text)};
+        QString pooled = texts->text(text);
+        lbug_destroy_string(text);
+        return ScalarValue{std::move(pooled)};
     }
     case LBUG_DOUBLE:
         return ScalarValue{get<double>(value, lbug_value_get_double, "DOUBLE")};

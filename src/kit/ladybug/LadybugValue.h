@@ -156,6 +156,8 @@ struct LadybugColumnShape {
     QString lastLabel;
 };
 
+class TextPool;
+
 // Reads one engine value into native form; fails with LadybugError (getValueFailed) when the engine
 // refuses an accessor. `knownType` is the value's type when the caller knows it (a result column's type):
 // asking the engine copies the whole type, which for a node or relationship is all of its fields. `shape`
@@ -165,8 +167,9 @@ LadybugValue readValue(lbug_value* value, lbug_data_type_id knownType = LBUG_ANY
 
 // The common plain kinds read straight from the engine: null, text, double, bool, 64-bit integer.
 using ScalarValue = std::variant<std::monostate, QString, double, bool, qint64>;
-// The value when it is of one of those kinds; absent for every other kind (read it with readValue).
-std::optional<ScalarValue> readScalar(lbug_value* value, lbug_data_type_id type);
+// The value when it is of one of those kinds; absent for every other kind (read it with readValue). With
+// `texts`, a text is taken from that pool of the value's column.
+std::optional<ScalarValue> readScalar(lbug_value* value, lbug_data_type_id type, TextPool* texts = nullptr);
 
 // An engine value that this program made and must destroy.
 struct LbugValueDeleter {

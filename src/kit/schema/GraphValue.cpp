@@ -55,96 +55,270 @@ QString recordTitleWithoutShape(const QString& label, const PropertyMap& propert
 
 // -- PropertyMap ---------------------------------------------------------------------------------------
 
+// The names of one or more maps' entries; never changed while shared.
+struct PropertyMap::Names {
+    QAtomicInt ref{1};
+    QStringList list;
+};
+
+// A map's values, with the count of maps that share them, in one allocation: the values follow the
+// header.
+struct PropertyMap::Data {
+    QAtomicInt ref{1};
+    int size = 0;
+    int capacity = 0;
+    Names* names = nullptr; // as many names as values
+
+    GraphValue* values() { return reinterpret_cast<GraphValue*>(this + 1); }
+
+    static Data* allocate(qsizetype capacity) {
+        static_assert(sizeof(Data) % alignof(GraphValue) == 0);
+        void* memory = ::operator new(sizeof(Data) + static_cast<size_t>(capacity) * sizeof(GraphValue));
+        Data* data = new (memory) Data;
+        data->capacity = static_cast<int>(capacity);
+        return data;
+    }
+    static void release(Data* data) {
+        if (!data || data->ref.deref())
+            return;
+        GraphValue* values = data->values();
+        for (int i = 0; i < data->size; ++i)
+            values[i].~GraphValue();
+        if (data->names && !data->names->ref.deref())
+            delete data->names;
+        data->~Data();
+        ::operator delete(data);
+    }
+};
+
 PropertyMap::PropertyMap(std::initializer_list<std::pair<QString, GraphValue>> entries) {
-    m_entries.reserve(static_cast<qsizetype>(entries.size()));
+    reserve(static_cast<qsizetype>(entries.size()));
     for (const auto& [key, value] : entries)
         insert(key, value);
 }
 
+PropertyMap::PropertyMap(const PropertyMap& keysOf, QList<GraphValue>& values) {
+    Q_ASSERT(keysOf.size() == values.size());
+    if (values.isEmpty())
+        return;
+    d = Data::allocate(values.size());
+    d->names = keysOf.d->names;
+    d->names->ref.ref();
+    GraphValue* out = d->values();
+    for (GraphValue& value : values)
+        new (out + d->size++) GraphValue(std::move(value));
+    values.clear();
+}
+
+PropertyMap::PropertyMap(const PropertyMap& other)
+    : d(other.d) {
+    if (d)
+        d->ref.ref();
+}
+
+PropertyMap& PropertyMap::operator=(const PropertyMap& other) {
+    PropertyMap copy(other);
+    std::swap(d, copy.d);
+    return *this;
+}
+
+PropertyMap::~PropertyMap() {
+    Data::release(d);
+}
+
+qsizetype PropertyMap::size() const {
+    return d ? d->size : 0;
+}
+
+const QString* PropertyMap::keyData() const {
+    return d ? d->names->list.constData() : nullptr;
+}
+
+const GraphValue* PropertyMap::valueData() const {
+    return d ? d->values() : nullptr;
+}
+
+void PropertyMap::detach(qsizetype capacity, bool ownNames) {
+    capacity = std::max(capacity, size());
+    if (!d || d->ref.loadRelaxed() != 1 || d->capacity < capacity) {
+        Data* copy = Data::allocate(std::max<qsizetype>(capacity, 1));
+        copy->names = d ? d->names : new Names;
+        if (d) {
+            copy->names->ref.ref();
+            const GraphValue* from = d->values();
+            GraphValue* to = copy->values();
+            const bool steal = d->ref.loadRelaxed() == 1;
+            for (int i = 0; i < d->size; ++i)
+                new (to + copy->size++)
+                    GraphValue(steal ? std::move(const_cast<GraphValue&>(from[i])) : from[i]);
+        }
+        Data::release(std::exchange(d, copy));
+    }
+    if (ownNames && d->names->ref.loadRelaxed() != 1) {
+        Names* names = new Names;
+        names->list = d->names->list;
+        if (!d->names->ref.deref())
+            delete d->names;
+        d->names = names;
+    }
+}
+
+void PropertyMap::reserve(qsizetype size) {
+    if (size > (d ? d->capacity : 0))
+        detach(size, false);
+}
+
+void PropertyMap::clear() {
+    Data::release(std::exchange(d, nullptr));
+}
+
 qsizetype PropertyMap::lowerBound(const QString& key) const {
+    const QString* keys = keyData();
+    const qsizetype count = size();
     // Keys in order, so the usual case of filling a map appends without a search.
-    if (m_entries.isEmpty() || m_entries.last().first < key)
-        return m_entries.size();
-    auto at = std::lower_bound(m_entries.cbegin(), m_entries.cend(), key,
-                               [](const Entry& entry, const QString& k) { return entry.first < k; });
-    return at - m_entries.cbegin();
+    if (count == 0 || keys[count - 1] < key)
+        return count;
+    return std::lower_bound(keys, keys + count, key) - keys;
+}
+
+bool PropertyMap::holdsAt(qsizetype position, const QString& key) const {
+    return position < size() && keyData()[position] == key;
+}
+
+PropertyMap::iterator PropertyMap::begin() {
+    if (!d)
+        return {};
+    detach(d->capacity, false);
+    return iterator(keyData(), d->values());
+}
+
+PropertyMap::iterator PropertyMap::end() {
+    if (!d)
+        return {};
+    detach(d->capacity, false);
+    return iterator(keyData() + d->size, d->values() + d->size);
+}
+
+PropertyMap::const_iterator PropertyMap::begin() const {
+    return const_iterator(keyData(), valueData());
+}
+
+PropertyMap::const_iterator PropertyMap::end() const {
+    return const_iterator(keyData() + size(), valueData() + size());
 }
 
 PropertyMap::const_iterator PropertyMap::constFind(const QString& key) const {
-    const qsizetype at = lowerBound(key);
-    if (at < m_entries.size() && m_entries[at].first == key)
-        return const_iterator(m_entries.constData() + at);
-    return cend();
+    const qsizetype position = lowerBound(key);
+    if (!holdsAt(position, key))
+        return cend();
+    return const_iterator(keyData() + position, valueData() + position);
 }
 
 PropertyMap::iterator PropertyMap::find(const QString& key) {
-    const qsizetype at = lowerBound(key);
-    if (at < m_entries.size() && m_entries[at].first == key)
-        return iterator(m_entries.data() + at);
-    return end();
+    const qsizetype position = lowerBound(key);
+    if (!holdsAt(position, key))
+        return end();
+    detach(d->capacity, false);
+    return iterator(keyData() + position, d->values() + position);
 }
 
 GraphValue PropertyMap::value(const QString& key, const GraphValue& defaultValue) const {
-    auto it = constFind(key);
-    return it == cend() ? defaultValue : *it;
+    const qsizetype position = lowerBound(key);
+    return holdsAt(position, key) ? valueData()[position] : defaultValue;
+}
+
+template <typename Value> PropertyMap::iterator PropertyMap::put(const QString& key, Value&& value) {
+    const qsizetype position = lowerBound(key);
+    if (holdsAt(position, key)) {
+        detach(d->capacity, false);
+        d->values()[position] = std::forward<Value>(value);
+        return iterator(keyData() + position, d->values() + position);
+    }
+    const qsizetype count = size();
+    const qsizetype capacity = d ? d->capacity : 0;
+    detach(count < capacity ? capacity : std::max<qsizetype>(4, count * 2), true);
+    d->names->list.insert(position, key);
+    GraphValue* values = d->values();
+    new (values + count) GraphValue();
+    ++d->size;
+    for (qsizetype i = count; i > position; --i)
+        values[i] = std::move(values[i - 1]);
+    values[position] = std::forward<Value>(value);
+    return iterator(keyData() + position, values + position);
 }
 
 GraphValue& PropertyMap::operator[](const QString& key) {
-    const qsizetype at = lowerBound(key);
-    if (at == m_entries.size() || m_entries[at].first != key)
-        m_entries.insert(at, Entry{key, GraphValue()});
-    return m_entries[at].second;
+    const qsizetype position = lowerBound(key);
+    if (holdsAt(position, key)) {
+        detach(d->capacity, false);
+        return d->values()[position];
+    }
+    return put(key, GraphValue()).value();
 }
 
 PropertyMap::iterator PropertyMap::insert(const QString& key, const GraphValue& value) {
-    const qsizetype at = lowerBound(key);
-    if (at < m_entries.size() && m_entries[at].first == key)
-        m_entries[at].second = value;
-    else
-        m_entries.insert(at, Entry{key, value});
-    return iterator(m_entries.data() + at);
+    return put(key, value);
+}
+
+PropertyMap::iterator PropertyMap::insert(const QString& key, GraphValue&& value) {
+    return put(key, std::move(value));
 }
 
 void PropertyMap::insert(const PropertyMap& other) {
-    for (const auto& [key, value] : other.m_entries)
-        insert(key, value);
+    for (auto it = other.cbegin(); it != other.cend(); ++it)
+        insert(it.key(), it.value());
+}
+
+void PropertyMap::removeAt(qsizetype position) {
+    detach(d->capacity, true);
+    d->names->list.remove(position);
+    GraphValue* values = d->values();
+    for (qsizetype i = position; i + 1 < d->size; ++i)
+        values[i] = std::move(values[i + 1]);
+    values[--d->size].~GraphValue();
 }
 
 qsizetype PropertyMap::remove(const QString& key) {
-    const qsizetype at = lowerBound(key);
-    if (at == m_entries.size() || m_entries[at].first != key)
+    const qsizetype position = lowerBound(key);
+    if (!holdsAt(position, key))
         return 0;
-    m_entries.remove(at);
+    removeAt(position);
     return 1;
 }
 
 GraphValue PropertyMap::take(const QString& key) {
-    const qsizetype at = lowerBound(key);
-    if (at == m_entries.size() || m_entries[at].first != key)
+    const qsizetype position = lowerBound(key);
+    if (!holdsAt(position, key))
         return GraphValue();
-    return m_entries.takeAt(at).second;
+    GraphValue taken = valueData()[position];
+    removeAt(position);
+    return taken;
 }
 
 PropertyMap::iterator PropertyMap::erase(const_iterator position) {
-    const qsizetype at = position.entry() - m_entries.constData();
-    m_entries.remove(at);
-    return iterator(m_entries.data() + at);
+    const qsizetype index = position.keyPointer() - keyData();
+    removeAt(index);
+    return iterator(keyData() + index, d->values() + index);
 }
 
 QStringList PropertyMap::keys() const {
-    QStringList keys;
-    keys.reserve(m_entries.size());
-    for (const auto& entry : m_entries)
-        keys.append(entry.first);
-    return keys;
+    return d ? d->names->list : QStringList();
 }
 
 QList<GraphValue> PropertyMap::values() const {
-    QList<GraphValue> values;
-    values.reserve(m_entries.size());
-    for (const auto& entry : m_entries)
-        values.append(entry.second);
-    return values;
+    return QList<GraphValue>(valueData(), valueData() + size());
+}
+
+bool PropertyMap::operator==(const PropertyMap& other) const {
+    if (d == other.d)
+        return true;
+    if (size() != other.size())
+        return false;
+    if (isEmpty())
+        return true;
+    if (d->names != other.d->names && d->names->list != other.d->names->list)
+        return false;
+    return std::equal(valueData(), valueData() + size(), other.valueData());
 }
 
 // -- GraphValue ----------------------------------------------------------------------------------------

@@ -87,13 +87,13 @@ size_t qHash(const GraphValue& value, size_t seed = 0);
 
 // Column name to value, in the order of the names; the "id" column is never in it. The interface is
 // QMap's: iterators give `key()` and `value()`, `*it` is the value, and copies share their entries until
-// one of them changes. The entries are held in one sorted array rather than a tree: a record has a
-// handful of properties and an open project holds hundreds of thousands of records, so one allocation
-// per map instead of one per entry is much of a record's memory and of the time to load it. Inserting
-// keys in their order appends.
+// one of them changes. An open project holds hundreds of thousands of records with a handful of
+// properties each, so a map is one pointer to one block that holds its values, and the names are held
+// apart, in a list that the maps of one table's records share (`PropertyMap(keysOf, values)`): a tree
+// would allocate once per entry and hold a copy of every name. Inserting keys in their order appends.
 class PropertyMap {
-    using Entry = std::pair<QString, GraphValue>;
-    using Entries = QList<Entry>;
+    struct Names;
+    struct Data;
 
 public:
     using key_type = QString;
@@ -101,7 +101,6 @@ public:
     using size_type = qsizetype;
 
     template <bool Const> class Iterator {
-        using EntryPointer = std::conditional_t<Const, const Entry*, Entry*>;
         using Value = std::conditional_t<Const, const GraphValue, GraphValue>;
 
     public:
@@ -112,48 +111,74 @@ public:
         using reference = Value&;
 
         Iterator() = default;
-        explicit Iterator(EntryPointer entry)
-            : m_entry(entry) {}
+        Iterator(const QString* key, Value* value)
+            : m_key(key)
+            , m_value(value) {}
         // A mutable iterator passes for a constant one.
         template <bool Other, typename = std::enable_if_t<Const && !Other>>
         Iterator(const Iterator<Other>& other)
-            : m_entry(other.entry()) {}
+            : m_key(other.keyPointer())
+            , m_value(other.valuePointer()) {}
 
-        const QString& key() const { return m_entry->first; }
-        Value& value() const { return m_entry->second; }
-        Value& operator*() const { return m_entry->second; }
-        Value* operator->() const { return &m_entry->second; }
+        const QString& key() const { return *m_key; }
+        Value& value() const { return *m_value; }
+        Value& operator*() const { return *m_value; }
+        Value* operator->() const { return m_value; }
         Iterator& operator++() {
-            ++m_entry;
+            ++m_key;
+            ++m_value;
             return *this;
         }
-        Iterator operator++(int) { return Iterator(m_entry++); }
+        Iterator operator++(int) {
+            Iterator before = *this;
+            ++*this;
+            return before;
+        }
         Iterator& operator--() {
-            --m_entry;
+            --m_key;
+            --m_value;
             return *this;
         }
-        Iterator operator--(int) { return Iterator(m_entry--); }
-        template <bool Other> bool operator==(const Iterator<Other>& other) const {
-            return m_entry == other.entry();
+        Iterator operator--(int) {
+            Iterator before = *this;
+            --*this;
+            return before;
         }
-        EntryPointer entry() const { return m_entry; }
+        template <bool Other> bool operator==(const Iterator<Other>& other) const {
+            return m_value == other.valuePointer();
+        }
+        const QString* keyPointer() const { return m_key; }
+        Value* valuePointer() const { return m_value; }
 
     private:
-        EntryPointer m_entry = nullptr;
+        const QString* m_key = nullptr;
+        Value* m_value = nullptr;
     };
     using iterator = Iterator<false>;
     using const_iterator = Iterator<true>;
 
     PropertyMap() = default;
     PropertyMap(std::initializer_list<std::pair<QString, GraphValue>> entries);
+    // The keys of `keysOf`, shared with it, with the values taken out of `values` (as many as the keys,
+    // in their order); `values` is left empty, with its room kept.
+    PropertyMap(const PropertyMap& keysOf, QList<GraphValue>& values);
+    PropertyMap(const PropertyMap& other);
+    PropertyMap(PropertyMap&& other) noexcept
+        : d(std::exchange(other.d, nullptr)) {}
+    PropertyMap& operator=(const PropertyMap& other);
+    PropertyMap& operator=(PropertyMap&& other) noexcept {
+        std::swap(d, other.d);
+        return *this;
+    }
+    ~PropertyMap();
 
-    qsizetype size() const { return m_entries.size(); }
-    qsizetype count() const { return m_entries.size(); }
+    qsizetype size() const;
+    qsizetype count() const { return size(); }
     qsizetype count(const QString& key) const { return contains(key) ? 1 : 0; }
-    bool isEmpty() const { return m_entries.isEmpty(); }
-    bool empty() const { return m_entries.isEmpty(); }
-    void reserve(qsizetype size) { m_entries.reserve(size); }
-    void clear() { m_entries.clear(); }
+    bool isEmpty() const { return size() == 0; }
+    bool empty() const { return isEmpty(); }
+    void reserve(qsizetype size);
+    void clear();
 
     bool contains(const QString& key) const { return constFind(key) != cend(); }
     GraphValue value(const QString& key, const GraphValue& defaultValue = GraphValue()) const;
@@ -162,6 +187,7 @@ public:
     GraphValue operator[](const QString& key) const { return value(key); }
     // Sets the value under `key`, in place when the key is there.
     iterator insert(const QString& key, const GraphValue& value);
+    iterator insert(const QString& key, GraphValue&& value);
     // Every entry of `other`, over those with the same keys.
     void insert(const PropertyMap& other);
     qsizetype remove(const QString& key);
@@ -183,34 +209,41 @@ public:
 
     QStringList keys() const;
     QList<GraphValue> values() const;
-    const QString& firstKey() const { return m_entries.first().first; }
-    const QString& lastKey() const { return m_entries.last().first; }
-    GraphValue& first() { return m_entries.first().second; }
-    const GraphValue& first() const { return m_entries.first().second; }
-    GraphValue& last() { return m_entries.last().second; }
-    const GraphValue& last() const { return m_entries.last().second; }
+    const QString& firstKey() const { return *cbegin().keyPointer(); }
+    const QString& lastKey() const { return *(--cend()).keyPointer(); }
+    GraphValue& first() { return *begin(); }
+    const GraphValue& first() const { return *cbegin(); }
+    GraphValue& last() { return *--end(); }
+    const GraphValue& last() const { return *--cend(); }
 
     iterator find(const QString& key);
     const_iterator find(const QString& key) const { return constFind(key); }
     const_iterator constFind(const QString& key) const;
 
-    iterator begin() { return iterator(m_entries.data()); }
-    iterator end() { return iterator(m_entries.data() + m_entries.size()); }
-    const_iterator begin() const { return const_iterator(m_entries.constData()); }
-    const_iterator end() const { return const_iterator(m_entries.constData() + m_entries.size()); }
+    iterator begin();
+    iterator end();
+    const_iterator begin() const;
+    const_iterator end() const;
     const_iterator cbegin() const { return begin(); }
     const_iterator cend() const { return end(); }
     const_iterator constBegin() const { return begin(); }
     const_iterator constEnd() const { return end(); }
 
-    bool operator==(const PropertyMap& other) const { return m_entries == other.m_entries; }
-    bool operator!=(const PropertyMap& other) const { return m_entries != other.m_entries; }
+    bool operator==(const PropertyMap& other) const;
+    bool operator!=(const PropertyMap& other) const { return !(*this == other); }
 
 private:
-    // The position of the first entry whose key is not before `key`.
+    const QString* keyData() const;
+    const GraphValue* valueData() const;
+    // The position of the first key that is not before `key`.
     qsizetype lowerBound(const QString& key) const;
+    bool holdsAt(qsizetype position, const QString& key) const;
+    // Makes the block this map's own, with room for `capacity` values; with `ownNames`, the names too.
+    void detach(qsizetype capacity, bool ownNames);
+    template <typename Value> iterator put(const QString& key, Value&& value);
+    void removeAt(qsizetype position);
 
-    Entries m_entries;
+    Data* d = nullptr;
 };
 
 struct NodeType;

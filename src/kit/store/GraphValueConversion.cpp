@@ -1,8 +1,6 @@
 #include "kit/store/GraphValueConversion.h"
 
 #include <algorithm>
-#include <map>
-#include <numeric>
 #include <type_traits>
 #include <utility>
 
@@ -167,8 +165,8 @@ GraphValue toGraphValue(const LadybugValue& value, const NodeIds& ids) {
         value.storage());
 }
 
-GraphValue fromEngine(lbug_value* value, lbug_data_type_id type) {
-    if (auto scalar = readScalar(value, type)) {
+GraphValue fromEngine(lbug_value* value, lbug_data_type_id type, TextPool* texts) {
+    if (auto scalar = readScalar(value, type, texts)) {
         return std::visit(
             [](const auto& v) -> GraphValue {
                 using T = std::decay_t<decltype(v)>;
@@ -195,8 +193,10 @@ void RecordReader::add(qsizetype position, const QString& name, lbug_value* valu
         if (at >= m_roles.size()) {
             m_roles.resize(at + 1, Role::Keep);
             m_names.resize(at + 1);
+            m_texts.resize(at + 1);
         }
         m_names[at] = name;
+        m_texts[at] = TextPool();
         m_roles[at] = name == idKey ? Role::Id : keptKey(name) ? Role::Keep : Role::Skip;
     }
     switch (m_roles[at]) {
@@ -209,7 +209,8 @@ void RecordReader::add(qsizetype position, const QString& name, lbug_value* valu
     case Role::Skip:
         return;
     case Role::Keep:
-        m_row.push_back({position, name, fromEngine(value, type)});
+        m_rowKeys.push_back(at);
+        m_values.append(fromEngine(value, type, &m_texts[at]));
         return;
     }
 }
@@ -219,25 +220,22 @@ std::optional<QString> RecordReader::takeId() {
 }
 
 PropertyMap RecordReader::takeProperties() {
-    // Rows of one column keep their properties at the same positions, so the order by key is sorted
-    // once and checked against the positions of each row.
-    bool same = m_row.size() == m_lastPositions.size();
-    for (size_t i = 0; same && i < m_row.size(); ++i)
-        same = m_row[i].position == m_lastPositions[i];
-    if (!same) {
-        m_lastPositions.clear();
-        for (const auto& kept : m_row)
-            m_lastPositions.push_back(kept.position);
-        m_order.resize(m_row.size());
-        std::iota(m_order.begin(), m_order.end(), size_t{0});
-        std::sort(m_order.begin(), m_order.end(),
-                  [&](size_t a, size_t b) { return m_row[a].name < m_row[b].name; });
-    }
+    // The same names as the last row, in the same order: the map shares them.
+    const QStringList lastKeys = m_last.keys();
+    bool same = static_cast<size_t>(lastKeys.size()) == m_rowKeys.size();
+    for (size_t i = 0; same && i < m_rowKeys.size(); ++i)
+        same = lastKeys[static_cast<qsizetype>(i)] == m_names[m_rowKeys[i]];
     PropertyMap properties;
-    properties.reserve(static_cast<qsizetype>(m_order.size()));
-    for (size_t index : m_order)
-        properties.insert(m_row[index].name, m_row[index].value); // in key order: each one appends
-    m_row.clear();
+    if (same) {
+        properties = PropertyMap(m_last, m_values);
+    } else {
+        properties.reserve(m_values.size());
+        for (size_t i = 0; i < m_rowKeys.size(); ++i)
+            properties.insert(m_names[m_rowKeys[i]], std::move(m_values[static_cast<qsizetype>(i)]));
+        m_values.clear();
+    }
+    m_rowKeys.clear();
+    m_last = properties;
     return properties;
 }
 

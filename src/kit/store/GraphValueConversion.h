@@ -1,6 +1,7 @@
 #pragma once
 
 #include "kit/ladybug/LadybugValue.h"
+#include "kit/ladybug/TextPool.h"
 #include "kit/schema/GraphValue.h"
 
 #include <QHash>
@@ -28,12 +29,14 @@ void collectNodeIds(const ladybug::LadybugValue& value, NodeIds& known,
 // text, and anything else its plain description.
 GraphValue toGraphValue(const ladybug::LadybugValue& value, const NodeIds& ids = {});
 
-// An engine value read in place as a graph value, by the same rules as toGraphValue.
-GraphValue fromEngine(lbug_value* value, lbug_data_type_id type);
+// An engine value read in place as a graph value, by the same rules as toGraphValue; a text through
+// `texts` when given.
+GraphValue fromEngine(lbug_value* value, lbug_data_type_id type, ladybug::TextPool* texts = nullptr);
 
 // Builds the id and properties of records whose properties are read in place, one engine value each,
 // by the rule of every record: the "id" property's text is the id, the engine's own "_" keys are left
-// out. The order of the kept keys is learnt once, so each row's map is filled in key order.
+// out. The rows of one table have the same names, which their maps share. The texts of each property
+// column go through a pool of their own, so that texts repeating down it are shared.
 class RecordReader {
 public:
     void add(qsizetype position, const QString& name, lbug_value* value, lbug_data_type_id type);
@@ -42,18 +45,14 @@ public:
     PropertyMap takeProperties();
 
 private:
-    struct Kept {
-        qsizetype position;
-        QString name;
-        GraphValue value;
-    };
     enum class Role { Id, Skip, Keep };
-    std::vector<Role> m_roles;    // by position
-    std::vector<QString> m_names; // the name each role was worked out for
+    std::vector<Role> m_roles;              // by position
+    std::vector<QString> m_names;           // the name each role was worked out for
+    std::vector<ladybug::TextPool> m_texts; // by position
     std::optional<QString> m_id;
-    std::vector<Kept> m_row;
-    std::vector<qsizetype> m_lastPositions; // the kept positions of the row that `m_order` sorts
-    std::vector<size_t> m_order;            // indices into m_row, by key
+    std::vector<size_t> m_rowKeys; // the positions of the row's values so far
+    QList<GraphValue> m_values;    // the row's values so far
+    PropertyMap m_last;            // the last row's map, whose names the next row shares when it can
 };
 
 // A graph value as a bound parameter: string, number, integer and bool as themselves; every other case

@@ -5,6 +5,7 @@
 #include "kit/store/LadybugGraphStore.h"
 #include "kit/store/LadybugStoreSupport.h"
 
+#include <algorithm>
 #include <unordered_map>
 #include <vector>
 
@@ -32,7 +33,8 @@ template <typename Record> QList<Record> joined(QList<QList<Record>>& parts) {
     return all;
 }
 
-// The property columns of a table, in the engine's order.
+// The property columns of a table, in the order of their names: the order of a record's properties, so
+// that each value read appends to its record's map.
 QStringList propertyColumns(Connection& connection, const QString& table) {
     QStringList names;
     auto result = connection.query(QStringLiteral("CALL table_info('%1') RETURN name").arg(table));
@@ -42,6 +44,7 @@ QStringList propertyColumns(Connection& connection, const QString& table) {
             names << *name;
         }
     }
+    std::sort(names.begin(), names.end());
     return names;
 }
 
@@ -101,16 +104,63 @@ public:
         table[engine.offset] = id;
     }
     const QString* find(const LadybugInternalId& engine) const {
-        auto table = m_tables.find(engine.tableId);
-        if (table == m_tables.end() || table->second.size() <= engine.offset)
-            return nullptr;
-        const QString& id = table->second[engine.offset];
-        return id.isNull() ? nullptr : &id;
+        const QString* slot = slotOf(engine);
+        return slot && !slot->isNull() ? slot : nullptr;
+    }
+    // Asks for the place of an id to be fetched, ahead of `find`.
+    void prefetch(const LadybugInternalId& engine) const {
+        if (const QString* slot = slotOf(engine))
+            __builtin_prefetch(slot);
     }
 
 private:
+    const QString* slotOf(const LadybugInternalId& engine) const {
+        auto table = m_tables.find(engine.tableId);
+        if (table == m_tables.end() || table->second.size() <= engine.offset)
+            return nullptr;
+        return &table->second[engine.offset];
+    }
+
     std::unordered_map<quint64, std::vector<QString>> m_tables;
 };
+
+// How far ahead of the record in hand `shareEnds` asks for memory to be fetched.
+constexpr size_t ahead = 16;
+
+// Asks for the count of users of a text's characters to be fetched. Reading where the count lies
+// changes nothing.
+void prefetchCount(const QString& text) {
+    __builtin_prefetch(const_cast<QString&>(text).data_ptr().d_ptr());
+}
+
+// Gives each relationship the texts of its ends' ids from `ids`, so that they share the nodes' texts.
+// Sharing a text touches its count of users, which lies with the text, apart from every other; so the
+// places of the ids are fetched ahead, then the texts. False when an end is not in `ids`.
+bool shareEnds(QList<RelRecord>& records,
+               const std::vector<std::pair<LadybugInternalId, LadybugInternalId>>& ends,
+               const IdsByEngine& ids) {
+    const size_t count = ends.size();
+    std::vector<std::pair<const QString*, const QString*>> texts(count);
+    for (size_t i = 0; i < count; ++i) {
+        if (i + ahead < count) {
+            ids.prefetch(ends[i + ahead].first);
+            ids.prefetch(ends[i + ahead].second);
+        }
+        texts[i] = {ids.find(ends[i].first), ids.find(ends[i].second)};
+        if (!texts[i].first || !texts[i].second)
+            return false;
+    }
+    for (size_t i = 0; i < count; ++i) {
+        if (i + ahead < count) {
+            prefetchCount(*texts[i + ahead].first);
+            prefetchCount(*texts[i + ahead].second);
+        }
+        RelRecord& record = records[static_cast<qsizetype>(i)];
+        record.from = *texts[i].first;
+        record.to = *texts[i].second;
+    }
+    return true;
+}
 
 // The nodes of each table; with `ids`, each node's id is noted there by its engine id.
 QList<NodeRecord> readNodes(Connection& connection, const QStringList& tables, IdsByEngine* ids) {
@@ -157,7 +207,8 @@ QList<RelRecord> readRelsByEngine(Connection& connection, const QStringList& tab
     QList<QList<RelRecord>> parts;
     for (const QString& table : tables) {
         bool unknownEnd = false;
-        parts.append(readTables<RelRecord>(
+        std::vector<std::pair<LadybugInternalId, LadybugInternalId>> ends;
+        QList<RelRecord> records = readTables<RelRecord>(
             connection, {table},
             TableRead{QStringLiteral("MATCH (a)-[r:%1]->(b)"),
                       QStringLiteral("r"),
@@ -170,16 +221,16 @@ QList<RelRecord> readRelsByEngine(Connection& connection, const QStringList& tab
                     return std::nullopt;
                 const auto source = row.getInternalId(0);
                 const auto target = row.getInternalId(1);
-                const QString* from = source ? ids.find(*source) : nullptr;
-                const QString* to = target ? ids.find(*target) : nullptr;
-                if (!from || !to) {
+                if (!source || !target) {
                     unknownEnd = true;
                     return std::nullopt;
                 }
-                return RelRecord{std::move(*id), label, *from, *to, std::move(properties)};
-            }));
-        if (unknownEnd)
-            parts.last() = readRelsWithEnds(connection, {table});
+                ends.push_back({*source, *target});
+                return RelRecord{std::move(*id), label, QString(), QString(), std::move(properties)};
+            });
+        if (unknownEnd || !shareEnds(records, ends, ids))
+            records = readRelsWithEnds(connection, {table});
+        parts.append(std::move(records));
     }
     return joined(parts);
 }

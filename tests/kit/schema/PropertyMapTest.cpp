@@ -107,3 +107,42 @@ TEST(PropertyMap, CopiesShareUntilOneChanges) {
     EXPECT_EQ(map.firstKey(), QStringLiteral("a"));
     EXPECT_EQ(map.lastKey(), QStringLiteral("b"));
 }
+
+TEST(PropertyMap, MapsMadeWithAnothersKeysShareThemAndStayApart) {
+    const PropertyMap model{{QStringLiteral("a"), GraphValue::integer(1)},
+                            {QStringLiteral("b"), GraphValue()}};
+    QList<GraphValue> values{GraphValue::string(QStringLiteral("x")), GraphValue::number(2)};
+    PropertyMap row(model, values);
+    EXPECT_TRUE(values.isEmpty());
+    EXPECT_EQ(row.keys(), model.keys());
+    EXPECT_EQ(row.values(),
+              (QList<GraphValue>{GraphValue::string(QStringLiteral("x")), GraphValue::number(2)}));
+    // The names are one list for both maps...
+    EXPECT_EQ(&row.cbegin().key(), &model.cbegin().key());
+
+    // ...until one map's names change; its values change apart from the other's too.
+    PropertyMap other(model, values = {GraphValue::integer(7), GraphValue::integer(8)});
+    row.insert(QStringLiteral("c"), GraphValue::boolean(true));
+    row.remove(QStringLiteral("a"));
+    other[QStringLiteral("b")] = GraphValue::integer(9);
+    EXPECT_EQ(row.keys(), (QStringList{QStringLiteral("b"), QStringLiteral("c")}));
+    EXPECT_EQ(model.keys(), (QStringList{QStringLiteral("a"), QStringLiteral("b")}));
+    EXPECT_EQ(other, (PropertyMap{{QStringLiteral("a"), GraphValue::integer(7)},
+                                  {QStringLiteral("b"), GraphValue::integer(9)}}));
+    EXPECT_EQ(model.value(QStringLiteral("a")), GraphValue::integer(1));
+    EXPECT_TRUE(model.value(QStringLiteral("b")).isNull());
+
+    // Maps equal by content are equal whether or not they share names; an empty one takes no keys.
+    PropertyMap apart{{QStringLiteral("b"), GraphValue::number(2)},
+                      {QStringLiteral("c"), GraphValue::boolean(true)}};
+    EXPECT_EQ(row, apart);
+    QList<GraphValue> none;
+    EXPECT_TRUE(PropertyMap(PropertyMap(), none).isEmpty());
+    PropertyMap moved = std::move(apart);
+    EXPECT_EQ(moved, row);
+    PropertyMap assigned;
+    assigned = moved;
+    assigned.clear();
+    EXPECT_EQ(moved, row);
+    EXPECT_TRUE(assigned.isEmpty() && assigned.keys().isEmpty());
+}
