@@ -5,6 +5,7 @@
 #include "kit/schema/GraphSchema.h"
 #include "kit/store/DDLBuilder.h"
 #include "kit/store/LadybugGraphStore.h"
+#include "tests/support/ShapeBuilders.h"
 
 #include <QDir>
 #include <QTemporaryDir>
@@ -13,37 +14,6 @@
 #include <memory>
 
 namespace corvantis::test {
-
-inline PropertyDef property(const QString& name, PropertyKind kind = PropertyKind::Text,
-                            std::optional<GraphValue> defaultValue = std::nullopt,
-                            std::optional<QStringList> options = std::nullopt) {
-    PropertyDef def;
-    def.id = QUuid::createUuid();
-    def.name = name;
-    def.kind = kind;
-    def.defaultValue = std::move(defaultValue);
-    def.options = std::move(options);
-    return def;
-}
-
-inline NodeType nodeType(const QString& name, QList<PropertyDef> properties = {}) {
-    NodeType type;
-    type.id = QUuid::createUuid();
-    type.name = name;
-    type.color = QStringLiteral("iris");
-    type.properties = std::move(properties);
-    return type;
-}
-
-inline RelType relType(const QString& name, QList<RelEndpoint> endpoints,
-                       QList<PropertyDef> properties = {}) {
-    RelType type;
-    type.id = QUuid::createUuid();
-    type.name = name;
-    type.endpoints = std::move(endpoints);
-    type.properties = std::move(properties);
-    return type;
-}
 
 inline QString newId() {
     return QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
