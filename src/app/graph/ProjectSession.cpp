@@ -1,7 +1,7 @@
 #include "app/graph/ProjectSession.h"
 
-#include "app/app/Settings.h"
 #include "app/canvas/CanvasState.h"
+#include "app/graph/ProjectPreferences.h"
 #include "app/undo/UndoStack.h"
 #include "kit/graph/GraphDerived.h"
 #include "kit/store/DDLBuilder.h"
@@ -46,9 +46,9 @@ ProjectSession::ProjectSession(const Project& project, const ProjectLibrary& lib
     : QObject(parent)
     , m_project(project)
     , m_library(library)
-    , m_settings(settings)
     , m_graphCanvas(new CanvasState(layoutSaveDelayMs, this))
-    , m_shape(new ShapeEditor(*this, this)) {
+    , m_shape(new ShapeEditor(*this, this))
+    , m_preferences(new ProjectPreferences(settings, project.id, this)) {
     connect(m_graphCanvas, &CanvasState::saveDue, this, &ProjectSession::saveLayout);
     open(std::move(openStore));
 }
@@ -61,11 +61,6 @@ ProjectSession::~ProjectSession() {
 // -- Opening ----------------------------------------------------------------------------------------
 
 void ProjectSession::open(SessionStoreOpener openStore) {
-    if (m_settings) {
-        m_addsByHand = m_settings->addsByHand();
-        m_excludedFromSearch = m_settings->searchScope(m_project.id);
-        m_excludedFromTextSearch = m_settings->textScope(m_project.id);
-    }
     m_history = m_library.history(m_project.id);
 
     if (m_project.appliedSchema) {
@@ -266,7 +261,7 @@ SessionCore::ShapeChange ProjectSession::syncDatabase(const QList<MovedValue>* p
     emit projectChanged();
 
     if (m_store) {
-        change.moved = valuesMovedBy(fills, replacements);
+        change.moved = MovedValue::by(fills, replacements, m_project.schema, m_nodes, m_rels);
         try {
             m_store->fill(fills);
         } catch (const GraphStoreError& error) {
@@ -301,51 +296,6 @@ SessionCore::ShapeChange ProjectSession::syncDatabase(const QList<MovedValue>* p
     if (lost && m_undo)
         m_undo->removeAllActions(this);
     return change;
-}
-
-QList<SessionCore::MovedValue>
-ProjectSession::valuesMovedBy(const QList<DefaultFill>& fills,
-                              const QList<ValueReplacement>& replacements) const {
-    QList<MovedValue> moved;
-    QSet<std::pair<QString, QString>> seen; // (record id, column): the first change of a value counts
-    auto typeOf = [this](const QString& table, bool isNode) {
-        if (isNode) {
-            const NodeType* type = m_project.schema.nodeTypeForTable(table);
-            return type ? type->id : QUuid();
-        }
-        const RelType* type = m_project.schema.relTypeForTable(table);
-        return type ? type->id : QUuid();
-    };
-    auto visit = [&](const QString& table, bool isNode, const QString& column,
-                     const std::function<bool(const GraphValue&)>& rewrites) {
-        const QUuid type = typeOf(table, isNode);
-        auto consider = [&](const QString& id, const PropertyMap& properties) {
-            const GraphValue held = properties.value(column);
-            if (!rewrites(held) || seen.contains({id, column}))
-                return;
-            seen.insert({id, column});
-            moved.append({id, isNode, type, column, held});
-        };
-        if (isNode) {
-            for (const NodeRecord& node : m_nodes)
-                if (node.label == table)
-                    consider(node.id, node.properties);
-        } else {
-            for (const RelRecord& rel : m_rels)
-                if (rel.label == table)
-                    consider(rel.id, rel.properties);
-        }
-    };
-    for (const DefaultFill& fill : fills)
-        visit(fill.table, fill.isNode, fill.column, [&fill](const GraphValue& held) {
-            return (held.isNull() || (fill.replacing && held == *fill.replacing)) && held != fill.value;
-        });
-    for (const ValueReplacement& replacement : replacements)
-        visit(replacement.table, replacement.isNode, replacement.column,
-              [&replacement](const GraphValue& held) {
-                  return held.asString() && *held.asString() == replacement.from;
-              });
-    return moved;
 }
 
 bool ProjectSession::putBackValues(const QList<MovedValue>& values) {
@@ -481,33 +431,6 @@ void ProjectSession::setSelection(const GraphSelection& selection) {
         return;
     m_selection = selection;
     emit selectionChanged();
-}
-
-void ProjectSession::setExcludedFromSearch(const QSet<QUuid>& ids) {
-    if (m_excludedFromSearch == ids)
-        return;
-    m_excludedFromSearch = ids;
-    if (m_settings)
-        m_settings->setSearchScope(m_project.id, ids);
-    emit searchScopeChanged();
-}
-
-void ProjectSession::setExcludedFromTextSearch(const QSet<QUuid>& ids) {
-    if (m_excludedFromTextSearch == ids)
-        return;
-    m_excludedFromTextSearch = ids;
-    if (m_settings)
-        m_settings->setTextScope(m_project.id, ids);
-    emit searchScopeChanged();
-}
-
-void ProjectSession::setAddsByHand(bool byHand) {
-    if (m_addsByHand == byHand)
-        return;
-    m_addsByHand = byHand;
-    if (m_settings)
-        m_settings->setAddsByHand(byHand);
-    emit addsByHandChanged();
 }
 
 std::optional<QString> ProjectSession::tableOf(const QUuid& typeId) const {

@@ -24,6 +24,7 @@
 namespace corvantis {
 
 class CanvasState;
+class ProjectPreferences;
 class Settings;
 
 // The two views of a project.
@@ -37,8 +38,9 @@ enum class SessionMode { Shape, Graph };
 // maps in memory, then to the undo stack, so the maps never hold what the database refused; every
 // failure ends in `notice`.
 //
-// The components: the graph canvas's state (`graphCanvas`) and the shape editor (`shape`). They reach
-// the core through `SessionCore`; the session forwards the shape operations under their own names.
+// The components: the graph canvas's state (`graphCanvas`), the shape editor (`shape`) and the project's
+// preferences (`preferences`). They reach the core through `SessionCore`; the session forwards the shape
+// operations under their own names.
 class ProjectSession : public QObject, public SessionCore {
     Q_OBJECT
 public:
@@ -106,26 +108,19 @@ public:
     QCoro::Task<> close();
     bool isClosed() const { return m_closed; }
 
-    // -- Session state that views and Build share --------------------------------------------------------
+    // -- Session state that views and Build share ------------------------------------------------------
 
     const GraphSelection& selection() const { return m_selection; }
     void setSelection(const GraphSelection& selection);
 
     const QList<HistoryEntry>& history() const { return m_history; }
 
-    // Property ids left out of search by meaning, and out of word search.
-    const QSet<QUuid>& excludedFromSearch() const { return m_excludedFromSearch; }
-    void setExcludedFromSearch(const QSet<QUuid>& ids);
-    const QSet<QUuid>& excludedFromTextSearch() const { return m_excludedFromTextSearch; }
-    void setExcludedFromTextSearch(const QSet<QUuid>& ids);
-    // The default way of adding in Build.
-    bool addsByHand() const { return m_addsByHand; }
-    void setAddsByHand(bool byHand);
-
     // -- Components ------------------------------------------------------------------------------------
 
     CanvasState& graphCanvas() const { return *m_graphCanvas; }
     ShapeEditor& shape() const { return *m_shape; }
+    // The search scopes and the Build default.
+    ProjectPreferences& preferences() const { return *m_preferences; }
 
     // -- Editing the graph -----------------------------------------------------------------------------
 
@@ -226,8 +221,6 @@ signals:
     // The records in memory changed (values, or which records there are).
     void graphChanged();
     void selectionChanged();
-    void searchScopeChanged();
-    void addsByHandChanged();
     void closed();
 
 private:
@@ -245,9 +238,6 @@ private:
     bool matchDatabase();
     // Brings the database to the current shape (see applyShape for `putBack`).
     ShapeChange syncDatabase(const QList<MovedValue>* putBack = nullptr);
-    // The values that the fills and replacements would rewrite in the rows in memory.
-    QList<MovedValue> valuesMovedBy(const QList<DefaultFill>& fills,
-                                    const QList<ValueReplacement>& replacements) const;
     // Writes back values that a migration moved; false, with a notice, when the database refused.
     bool putBackValues(const QList<MovedValue>& values);
     // Writes "project.json"; a failure stays pending, with its notice, until a later save succeeds.
@@ -280,7 +270,6 @@ private:
 
     Project m_project;
     ProjectLibrary m_library;
-    Settings* m_settings = nullptr;
     SessionMode m_mode = SessionMode::Graph;
     std::optional<QString> m_notice;
     std::optional<DataLossConfirmation> m_confirmation;
@@ -292,9 +281,6 @@ private:
 
     GraphSelection m_selection;
     QList<HistoryEntry> m_history;
-    QSet<QUuid> m_excludedFromSearch;
-    QSet<QUuid> m_excludedFromTextSearch;
-    bool m_addsByHand = false;
 
     std::shared_ptr<SessionStore> m_store;
     bool m_graphUnavailable = false;
@@ -307,6 +293,7 @@ private:
 
     CanvasState* m_graphCanvas;
     ShapeEditor* m_shape;
+    ProjectPreferences* m_preferences;
 };
 
 } // namespace corvantis

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "app/shape/DataLossConfirmation.h"
+#include "kit/graph/MovedValue.h"
 #include "kit/projects/Project.h"
 #include "kit/schema/GraphValue.h"
 
@@ -41,15 +42,6 @@ public:
         Applied,     // the database holds the new shape, nothing was deleted
         AppliedLost, // the database holds it and data was deleted: the history is cleared
         Pending,     // the shape is kept, the database is not migrated yet (invalid, or refused)
-    };
-    // One value that a migration's fills or option renames rewrote, with what the row held before.
-    struct MovedValue {
-        QString id;
-        bool isNode = true;
-        QUuid type;
-        QString column;
-        GraphValue before;
-        bool operator==(const MovedValue& other) const = default;
     };
     struct ShapeChange {
         ShapeOutcome outcome = ShapeOutcome::Applied;

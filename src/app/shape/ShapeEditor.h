@@ -94,7 +94,6 @@ signals:
 
 private:
     const GraphSchema& schema() const { return m_core.project().schema; }
-    using MovedValue = SessionCore::MovedValue;
     // What a confirmation asks.
     struct Consent {
         QString title;

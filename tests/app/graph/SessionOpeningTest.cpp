@@ -1,4 +1,5 @@
 #include "app/canvas/CanvasState.h"
+#include "app/graph/ProjectPreferences.h"
 #include "kit/support/AtomicFile.h"
 #include "tests/app/graph/SessionTestSupport.h"
 #include "tests/support/AwaitTask.h"
@@ -259,11 +260,11 @@ TEST(SessionSettings, ScopesAndTheBuildDefaultAreKeptPerProject) {
     world.settings.setAddsByHand(true);
     {
         auto session = world.open(project);
-        EXPECT_EQ(session->excludedFromSearch(), QSet<QUuid>{excluded});
-        EXPECT_TRUE(session->excludedFromTextSearch().isEmpty());
-        EXPECT_TRUE(session->addsByHand());
-        session->setExcludedFromTextSearch({excluded});
-        session->setAddsByHand(false);
+        EXPECT_EQ(session->preferences().excludedFromSearch(), QSet<QUuid>{excluded});
+        EXPECT_TRUE(session->preferences().excludedFromTextSearch().isEmpty());
+        EXPECT_TRUE(session->preferences().addsByHand());
+        session->preferences().setExcludedFromTextSearch({excluded});
+        session->preferences().setAddsByHand(false);
     }
     EXPECT_EQ(world.settings.textScope(project.id), QSet<QUuid>{excluded});
     EXPECT_FALSE(world.settings.addsByHand());
