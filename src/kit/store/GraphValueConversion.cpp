@@ -168,12 +168,12 @@ GraphValue toGraphValue(const LadybugValue& value, const NodeIds& ids) {
 GraphValue fromEngine(lbug_value* value, lbug_data_type_id type, TextPool* texts) {
     if (auto scalar = readScalar(value, type, texts)) {
         return std::visit(
-            [](const auto& v) -> GraphValue {
+            [](auto& v) -> GraphValue {
                 using T = std::decay_t<decltype(v)>;
                 if constexpr (std::is_same_v<T, std::monostate>)
                     return GraphValue::null();
                 else if constexpr (std::is_same_v<T, QString>)
-                    return GraphValue::string(v);
+                    return GraphValue::string(std::move(v));
                 else if constexpr (std::is_same_v<T, double>)
                     return GraphValue::number(v);
                 else if constexpr (std::is_same_v<T, bool>)
@@ -201,7 +201,13 @@ void RecordReader::add(qsizetype position, const QString& name, lbug_value* valu
     }
     switch (m_roles[at]) {
     case Role::Id: {
-        GraphValue read = fromEngine(value, type);
+        // Read as fromEngine reads it, the common case of a text without a graph value between.
+        if (auto scalar = readScalar(value, type)) {
+            if (QString* text = std::get_if<QString>(&*scalar))
+                m_id = std::move(*text);
+            return;
+        }
+        GraphValue read = toGraphValue(readValue(value, type));
         if (auto text = read.asString())
             m_id = *text;
         return;
