@@ -78,7 +78,7 @@ QList<Record> readTables(Connection& connection, const QStringList& tables, cons
         QList<Record>& records = parts.emplace_back();
         records.reserve(static_cast<qsizetype>(result->getRowCount()));
         const std::vector<lbug_data_type_id> types = result->getColumnTypes();
-        conversion::RecordReader reader;
+        conversion::RecordReader reader(names);
         std::optional<QString> label;
         while (auto row = result->getNext()) {
             if (!label)
@@ -86,7 +86,7 @@ QList<Record> readTables(Connection& connection, const QStringList& tables, cons
             for (qsizetype i = 0; i < names.size(); ++i) {
                 const quint64 column = lead + static_cast<quint64>(i);
                 lbug_value value = row->rawValue(column);
-                reader.add(i, names[i], &value, column < types.size() ? types[column] : LBUG_ANY);
+                reader.add(i, &value, column < types.size() ? types[column] : LBUG_ANY);
             }
             readRow(*row, *label, reader, records);
         }
