@@ -335,6 +335,10 @@ GraphValue GraphValue::string(const QString& text) {
     return GraphValue(Storage(std::in_place_index<0>, text));
 }
 
+GraphValue GraphValue::string(QString&& text) {
+    return GraphValue(Storage(std::in_place_index<0>, std::move(text)));
+}
+
 GraphValue GraphValue::number(double value) {
     return GraphValue(Storage(std::in_place_index<1>, value));
 }

@@ -31,6 +31,7 @@ public:
 
     GraphValue(); // null
     static GraphValue string(const QString& text);
+    static GraphValue string(QString&& text);
     static GraphValue number(double value);
     static GraphValue integer(qint64 value);
     static GraphValue boolean(bool value);

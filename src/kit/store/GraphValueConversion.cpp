@@ -168,12 +168,12 @@ GraphValue toGraphValue(const LadybugValue& value, const NodeIds& ids) {
 GraphValue fromEngine(lbug_value* value, lbug_data_type_id type, TextPool* texts) {
     if (auto scalar = readScalar(value, type, texts)) {
         return std::visit(
-            [](const auto& v) -> GraphValue {
+            [](auto& v) -> GraphValue {
                 using T = std::decay_t<decltype(v)>;
                 if constexpr (std::is_same_v<T, std::monostate>)
                     return GraphValue::null();
                 else if constexpr (std::is_same_v<T, QString>)
-                    return GraphValue::string(v);
+                    return GraphValue::string(std::move(v));
                 else if constexpr (std::is_same_v<T, double>)
                     return GraphValue::number(v);
                 else if constexpr (std::is_same_v<T, bool>)
@@ -186,22 +186,36 @@ GraphValue fromEngine(lbug_value* value, lbug_data_type_id type, TextPool* texts
     return toGraphValue(readValue(value, type));
 }
 
-void RecordReader::add(qsizetype position, const QString& name, lbug_value* value, lbug_data_type_id type) {
-    // What a position holds is the same on every row of a column; it is worked out once.
-    const auto at = static_cast<size_t>(position);
-    if (at >= m_roles.size() || m_names[at] != name) {
-        if (at >= m_roles.size()) {
-            m_roles.resize(at + 1, Role::Keep);
-            m_names.resize(at + 1);
-            m_texts.resize(at + 1);
+RecordReader::RecordReader(const QStringList& columns)
+    : m_roles(static_cast<size_t>(columns.size()), Role::Skip)
+    , m_slots(static_cast<size_t>(columns.size()), -1)
+    , m_texts(static_cast<size_t>(columns.size())) {
+    for (qsizetype i = 0; i < columns.size(); ++i) {
+        const QString& name = columns[i];
+        if (name == idKey) {
+            m_roles[static_cast<size_t>(i)] = Role::Id;
+        } else if (keptKey(name)) {
+            m_roles[static_cast<size_t>(i)] = Role::Keep;
+            m_names.insert(name, GraphValue());
         }
-        m_names[at] = name;
-        m_texts[at] = TextPool();
-        m_roles[at] = name == idKey ? Role::Id : keptKey(name) ? Role::Keep : Role::Skip;
     }
+    const QStringList kept = m_names.keys();
+    for (qsizetype i = 0; i < columns.size(); ++i)
+        if (m_roles[static_cast<size_t>(i)] == Role::Keep)
+            m_slots[static_cast<size_t>(i)] = kept.indexOf(columns[i]);
+}
+
+void RecordReader::add(qsizetype position, lbug_value* value, lbug_data_type_id type) {
+    const auto at = static_cast<size_t>(position);
     switch (m_roles[at]) {
     case Role::Id: {
-        GraphValue read = fromEngine(value, type);
+        // Read as fromEngine reads it, the common case of a text without a graph value between.
+        if (auto scalar = readScalar(value, type)) {
+            if (QString* text = std::get_if<QString>(&*scalar))
+                m_id = std::move(*text);
+            return;
+        }
+        GraphValue read = toGraphValue(readValue(value, type));
         if (auto text = read.asString())
             m_id = *text;
         return;
@@ -209,8 +223,9 @@ void RecordReader::add(qsizetype position, const QString& name, lbug_value* valu
     case Role::Skip:
         return;
     case Role::Keep:
-        m_rowKeys.push_back(at);
-        m_values.append(fromEngine(value, type, &m_texts[at]));
+        if (m_values.isEmpty())
+            m_values.resize(m_names.size());
+        m_values[m_slots[at]] = fromEngine(value, type, &m_texts[at]);
         return;
     }
 }
@@ -220,23 +235,9 @@ std::optional<QString> RecordReader::takeId() {
 }
 
 PropertyMap RecordReader::takeProperties() {
-    // The same names as the last row, in the same order: the map shares them.
-    const QStringList lastKeys = m_last.keys();
-    bool same = static_cast<size_t>(lastKeys.size()) == m_rowKeys.size();
-    for (size_t i = 0; same && i < m_rowKeys.size(); ++i)
-        same = lastKeys[static_cast<qsizetype>(i)] == m_names[m_rowKeys[i]];
-    PropertyMap properties;
-    if (same) {
-        properties = PropertyMap(m_last, m_values);
-    } else {
-        properties.reserve(m_values.size());
-        for (size_t i = 0; i < m_rowKeys.size(); ++i)
-            properties.insert(m_names[m_rowKeys[i]], std::move(m_values[static_cast<qsizetype>(i)]));
-        m_values.clear();
-    }
-    m_rowKeys.clear();
-    m_last = properties;
-    return properties;
+    if (m_values.isEmpty())
+        m_values.resize(m_names.size());
+    return PropertyMap(m_names, m_values);
 }
 
 LadybugValue toParameter(const GraphValue& value) {

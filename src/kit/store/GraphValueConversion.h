@@ -35,11 +35,13 @@ GraphValue fromEngine(lbug_value* value, lbug_data_type_id type, ladybug::TextPo
 
 // Builds the id and properties of records whose properties are read in place, one engine value each,
 // by the rule of every record: the "id" property's text is the id, the engine's own "_" keys are left
-// out. The rows of one table have the same names, which their maps share. The texts of each property
-// column go through a pool of their own, so that texts repeating down it are shared.
+// out. The columns are told once, and the maps of all rows share their names. The texts of each
+// property column go through a pool of their own, so that texts repeating down it are shared.
 class RecordReader {
 public:
-    void add(qsizetype position, const QString& name, lbug_value* value, lbug_data_type_id type);
+    // The names of the columns, by position; every row gives a value for each.
+    explicit RecordReader(const QStringList& columns);
+    void add(qsizetype position, lbug_value* value, lbug_data_type_id type);
     // The row's id (absent when it has no text id) and properties; the reader is then ready for the next row.
     std::optional<QString> takeId();
     PropertyMap takeProperties();
@@ -47,12 +49,11 @@ public:
 private:
     enum class Role { Id, Skip, Keep };
     std::vector<Role> m_roles;              // by position
-    std::vector<QString> m_names;           // the name each role was worked out for
+    std::vector<qsizetype> m_slots;         // by position: where a kept value stands among the names
     std::vector<ladybug::TextPool> m_texts; // by position
+    PropertyMap m_names;                    // every kept name, each with null: the names rows share
     std::optional<QString> m_id;
-    std::vector<size_t> m_rowKeys; // the positions of the row's values so far
-    QList<GraphValue> m_values;    // the row's values so far
-    PropertyMap m_last;            // the last row's map, whose names the next row shares when it can
+    QList<GraphValue> m_values; // the row's values, in the order of the names
 };
 
 // A graph value as a bound parameter: string, number, integer and bool as themselves; every other case

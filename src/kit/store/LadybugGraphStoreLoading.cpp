@@ -59,7 +59,8 @@ struct TableRead {
 // Reads the records of each table in turn. The properties are asked for as columns of their own: a whole
 // node or relationship as one value costs the engine far more to hand over. The label is read on a
 // table's first row only, since every row of one table bears it. `readRow` makes a record from a row and
-// the reader that holds its id and properties, or nothing.
+// the reader that holds its id and properties, appending it in place to the table's records, or makes
+// none.
 template <typename Record, typename ReadRow>
 QList<Record> readTables(Connection& connection, const QStringList& tables, const TableRead& read,
                          ReadRow readRow) {
@@ -77,7 +78,7 @@ QList<Record> readTables(Connection& connection, const QStringList& tables, cons
         QList<Record>& records = parts.emplace_back();
         records.reserve(static_cast<qsizetype>(result->getRowCount()));
         const std::vector<lbug_data_type_id> types = result->getColumnTypes();
-        conversion::RecordReader reader;
+        conversion::RecordReader reader(names);
         std::optional<QString> label;
         while (auto row = result->getNext()) {
             if (!label)
@@ -85,10 +86,9 @@ QList<Record> readTables(Connection& connection, const QStringList& tables, cons
             for (qsizetype i = 0; i < names.size(); ++i) {
                 const quint64 column = lead + static_cast<quint64>(i);
                 lbug_value value = row->rawValue(column);
-                reader.add(i, names[i], &value, column < types.size() ? types[column] : LBUG_ANY);
+                reader.add(i, &value, column < types.size() ? types[column] : LBUG_ANY);
             }
-            if (auto record = readRow(*row, *label, reader))
-                records.append(std::move(*record));
+            readRow(*row, *label, reader, records);
         }
     }
     return joined(parts);
@@ -168,17 +168,17 @@ QList<NodeRecord> readNodes(Connection& connection, const QStringList& tables, I
                                   TableRead{QStringLiteral("MATCH (n:%1)"),
                                             QStringLiteral("n"),
                                             {QStringLiteral("id(n)"), QStringLiteral("label(n)")}},
-                                  [&](FlatTuple& row, const QString& label,
-                                      conversion::RecordReader& reader) -> std::optional<NodeRecord> {
+                                  [&](FlatTuple& row, const QString& label, conversion::RecordReader& reader,
+                                      QList<NodeRecord>& records) {
                                       auto id = reader.takeId();
                                       auto properties = reader.takeProperties();
                                       if (!id)
-                                          return std::nullopt;
+                                          return;
                                       if (ids) {
                                           if (auto engine = row.getInternalId(0))
                                               ids->put(*engine, *id);
                                       }
-                                      return NodeRecord{std::move(*id), label, std::move(properties)};
+                                      records.emplaceBack(std::move(*id), label, std::move(properties));
                                   });
 }
 
@@ -189,15 +189,15 @@ QList<RelRecord> readRelsWithEnds(Connection& connection, const QStringList& tab
         TableRead{QStringLiteral("MATCH (a)-[r:%1]->(b)"),
                   QStringLiteral("r"),
                   {QStringLiteral("a.id"), QStringLiteral("b.id"), QStringLiteral("label(r)")}},
-        [&](FlatTuple& row, const QString& label,
-            conversion::RecordReader& reader) -> std::optional<RelRecord> {
+        [&](FlatTuple& row, const QString& label, conversion::RecordReader& reader,
+            QList<RelRecord>& records) {
             auto id = reader.takeId();
             auto properties = reader.takeProperties();
             auto from = row.getText(0);
             auto to = row.getText(1);
-            if (!id || !from || !to)
-                return std::nullopt;
-            return RelRecord{std::move(*id), label, std::move(*from), std::move(*to), std::move(properties)};
+            if (id && from && to)
+                records.emplaceBack(std::move(*id), label, std::move(*from), std::move(*to),
+                                    std::move(properties));
         });
 }
 
@@ -213,20 +213,20 @@ QList<RelRecord> readRelsByEngine(Connection& connection, const QStringList& tab
             TableRead{QStringLiteral("MATCH (a)-[r:%1]->(b)"),
                       QStringLiteral("r"),
                       {QStringLiteral("id(a)"), QStringLiteral("id(b)"), QStringLiteral("label(r)")}},
-            [&](FlatTuple& row, const QString& label,
-                conversion::RecordReader& reader) -> std::optional<RelRecord> {
+            [&](FlatTuple& row, const QString& label, conversion::RecordReader& reader,
+                QList<RelRecord>& records) {
                 auto id = reader.takeId();
                 auto properties = reader.takeProperties();
                 if (!id)
-                    return std::nullopt;
+                    return;
                 const auto source = row.getInternalId(0);
                 const auto target = row.getInternalId(1);
                 if (!source || !target) {
                     unknownEnd = true;
-                    return std::nullopt;
+                    return;
                 }
                 ends.push_back({*source, *target});
-                return RelRecord{std::move(*id), label, QString(), QString(), std::move(properties)};
+                records.emplaceBack(std::move(*id), label, QString(), QString(), std::move(properties));
             });
         if (unknownEnd || !shareEnds(records, ends, ids))
             records = readRelsWithEnds(connection, {table});

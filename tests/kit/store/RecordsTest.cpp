@@ -281,3 +281,37 @@ TEST_F(StoreRecords, ReadsFromOtherThreadsRunBesideWrites) {
     EXPECT_EQ(failures, 0);
     EXPECT_EQ(store->loadNodes({QStringLiteral("Person")}).size(), 40);
 }
+
+TEST_F(StoreRecords, LoadedRecordsOfOneTableShareTheirNamesAndRepeatedTexts) {
+    QList<NodeRecord> people;
+    for (int i = 0; i < 40; ++i)
+        people.append(person(QStringLiteral("P%1").arg(i),
+                             {{QStringLiteral("note"),
+                               GraphValue::string(i % 2 ? QStringLiteral("odd") : QStringLiteral("even"))},
+                              {QStringLiteral("age"), GraphValue::number(i)}}));
+    store->insertRecords(people, {});
+    const QList<NodeRecord> loaded = store->loadNodes({QStringLiteral("Person")});
+    ASSERT_EQ(loaded.size(), 40);
+    // Every record keeps its own values, with the names of the table's columns; nulls stay.
+    QHash<QString, NodeRecord> byId;
+    for (const NodeRecord& node : loaded)
+        byId.insert(node.id, node);
+    for (const NodeRecord& node : people) {
+        PropertyMap expected = node.properties;
+        expected.insert(QStringLiteral("alive"), GraphValue());
+        EXPECT_EQ(byId.value(node.id).properties, expected) << qPrintable(node.id);
+    }
+    // One copy of "odd" and of "even" however many records bear them; the names are one list.
+    QHash<QString, const QChar*> copies;
+    for (const NodeRecord& node : loaded) {
+        EXPECT_EQ(&node.properties.cbegin().key(), &loaded.first().properties.cbegin().key());
+        auto note = node.properties.constFind(QStringLiteral("note"));
+        ASSERT_NE(note, node.properties.cend());
+        const QString* text = note->asString();
+        ASSERT_NE(text, nullptr);
+        const QChar* first = copies.value(*text, text->constData());
+        copies.insert(*text, first);
+        EXPECT_EQ(text->constData(), first) << qPrintable(*text);
+    }
+    EXPECT_EQ(copies.size(), 2);
+}
