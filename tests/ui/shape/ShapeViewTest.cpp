@@ -125,7 +125,7 @@ TEST(ShapeView, DeletingATypeWithNodesIsConfirmedByTheDialog) {
     QString title, message;
     answerNextMessageBox("Cancel", &title, &message);
     find<QPushButton>(view->editor(), "deleteType")->click();
-    ASSERT_TRUE(test::waitUntil([&] { return !title.isEmpty() && !w.session().confirmation(); }));
+    ASSERT_TRUE(test::waitUntil([&] { return !title.isEmpty() && !w.session().confirmation(); }, 60000));
     EXPECT_EQ(title, "Delete “Untitled”?");
     EXPECT_EQ(message, "2 nodes are deleted from your graph too. This can't be undone.");
     EXPECT_EQ(w.session().project().schema.nodeTypes.size(), 1);
@@ -136,7 +136,7 @@ TEST(ShapeView, DeletingATypeWithNodesIsConfirmedByTheDialog) {
     QApplication::setActiveWindow(w.window.get());
     view->nodeList()->setFocus();
     QTest::keyClick(view->nodeList(), Qt::Key_Delete);
-    ASSERT_TRUE(test::waitUntil([&] { return w.session().project().schema.nodeTypes.isEmpty(); }));
+    ASSERT_TRUE(test::waitUntil([&] { return w.session().project().schema.nodeTypes.isEmpty(); }, 60000));
     settle();
     EXPECT_TRUE(w.session().nodes().isEmpty());
     EXPECT_EQ(view->nodeList()->count(), 0);

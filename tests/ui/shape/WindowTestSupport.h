@@ -62,7 +62,8 @@ template <typename T> void whenModalShows(std::function<void(T*)> act) {
     QObject::connect(poll, &QTimer::timeout, [poll, started, act] {
         auto* dialog = qobject_cast<T*>(QApplication::activeModalWidget());
         if (!dialog) {
-            if (started->elapsed() > 5000) {
+            // A deadline, not a pause: a loaded machine may take long to show the dialog.
+            if (started->elapsed() > 60000) {
                 poll->deleteLater();
                 ADD_FAILURE() << "no dialog showed";
             }
