@@ -461,7 +461,7 @@ std::optional<ShapeEditor::Consent> ShapeEditor::optionsConsent(const QUuid& pro
         return std::nullopt;
     QHash<QString, qint64> held;
     for (const PropertyMap* row : graph.rowsOf(column->table, owner.isNode()))
-        if (const QString* text = row->value(column->column).asString())
+        if (const std::optional<QString> text = row->value(column->column).stringValue())
             held[*text] += 1;
     const QString word = owner.isNode() ? QStringLiteral("node") : QStringLiteral("connection");
 

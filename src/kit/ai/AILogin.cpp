@@ -5,6 +5,7 @@
 #include "kit/ai/ClaudeCodeTransport.h"
 #include "kit/ai/CodexTransport.h"
 #include "kit/ai/ProcessGroup.h"
+#include "kit/ai/ProcessWaker.h"
 
 #include <QDir>
 #include <QUrl>
@@ -72,10 +73,11 @@ QCoro::Task<void> AILogin::run(std::function<void(const QString& link)> onLink) 
                 ProcessGroup::kill(process.processId());
         }
     } cleanup{process};
+    ProcessWaker waker(&process);
     process.start();
-    // A program that can't be started is told by a change of state without `started`.
+    // A program that can't be started is told by errorOccurred alone, so wait for either.
     while (process.state() == QProcess::Starting)
-        co_await qCoro(&process, &QProcess::stateChanged);
+        co_await qCoro(&waker, &ProcessWaker::changed);
     if (process.error() == QProcess::FailedToStart)
         throw AICommandError::failed(
             QStringLiteral("Couldn't start %1: %2").arg(provider.tool(), process.errorString()));

@@ -3,30 +3,13 @@
 #include "kit/ai/AICommandError.h"
 #include "kit/ai/AICommandLine.h"
 #include "kit/ai/ProcessGroup.h"
+#include "kit/ai/ProcessWaker.h"
 
 #include <QDir>
 #include <QTimer>
 #include <qcoro/qcorosignal.h>
 
 namespace corvantis {
-
-namespace {
-
-// Wakes the reading loop whenever the process has something new: output, or its end.
-class Waker : public QObject {
-    Q_OBJECT
-public:
-    explicit Waker(QProcess* process) {
-        connect(process, &QProcess::readyReadStandardOutput, this, &Waker::changed);
-        connect(process, &QProcess::finished, this, &Waker::changed);
-        connect(process, &QProcess::errorOccurred, this, &Waker::changed);
-        connect(process, &QProcess::started, this, &Waker::changed);
-    }
-signals:
-    void changed();
-};
-
-} // namespace
 
 std::shared_ptr<CommandRun> CommandRun::make(const QString& cli, const QStringList& arguments,
                                              const QByteArray& input, const QString& tool,
@@ -120,7 +103,7 @@ QCoro::Task<CommandRun::Outcome> CommandRun::start(std::function<void(const QByt
             m_stderr = m_stderr.right(stderrKeep);
     });
     ProcessGroup::isolate(process);
-    Waker waker(&process);
+    ProcessWaker waker(&process);
     // However the run ends, nothing of the tool outlives it.
     struct Forget {
         CommandRun* run;
@@ -136,7 +119,7 @@ QCoro::Task<CommandRun::Outcome> CommandRun::start(std::function<void(const QByt
     process.start();
     // A program that can't be started is told by errorOccurred alone, so wait for either.
     while (process.state() == QProcess::Starting)
-        co_await qCoro(&waker, &Waker::changed);
+        co_await qCoro(&waker, &ProcessWaker::changed);
     if (process.error() == QProcess::FailedToStart)
         throw AICommandError::failed(
             QStringLiteral("Couldn't start %1: %2").arg(m_tool, process.errorString()));
@@ -169,7 +152,7 @@ QCoro::Task<CommandRun::Outcome> CommandRun::start(std::function<void(const QByt
         handLines();
         if (process.state() == QProcess::NotRunning)
             break;
-        co_await qCoro(&waker, &Waker::changed);
+        co_await qCoro(&waker, &ProcessWaker::changed);
     }
     pending += process.readAllStandardOutput();
     handLines();
@@ -195,5 +178,3 @@ QCoro::Task<CommandRun::Outcome> CommandRun::start(std::function<void(const QByt
 }
 
 } // namespace corvantis
-
-#include "CommandRun.moc"

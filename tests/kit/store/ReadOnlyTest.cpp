@@ -176,7 +176,8 @@ TEST_F(StoreReadOnly, NodesRelationshipsAndPathsComeBackAsRecords) {
 
     // The engine's internal id has no case of its own: it reads as its text.
     auto internal = store->runReadOnly(QStringLiteral("MATCH (n:Person {name: 'Ada'}) RETURN id(n)"), 1);
-    const QString* text = internal.rows.value(0).value(0).asString();
+    const GraphValue id = internal.rows.value(0).value(0);
+    const QString* text = id.asString();
     ASSERT_NE(text, nullptr);
     EXPECT_TRUE(text->contains(QLatin1Char(':'))) << text->toStdString();
 }

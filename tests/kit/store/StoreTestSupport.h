@@ -61,7 +61,8 @@ inline qint64 placeholderCount(LadybugGraphStore& store) {
     auto output = store.runReadOnly(
         QStringLiteral("MATCH (n) WHERE n.id = '%1' RETURN count(n)").arg(LadybugGraphStore::placeholderId),
         1);
-    const qint64* count = output.rows.value(0).value(0).asInteger();
+    const GraphValue value = output.rows.value(0).value(0);
+    const qint64* count = value.asInteger();
     return count ? *count : -1;
 }
 
