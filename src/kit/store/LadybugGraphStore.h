@@ -87,6 +87,7 @@ public:
     void setReadObserver(std::function<void()> observer);
 
 private:
+    void setValues(const QString& match, const QString& id, const QString& label, const PropertyMap& set);
     void run(const QString& cypher);
     void runPrepared(const QString& cypher, const QList<std::pair<QString, GraphValue>>& parameters);
     void transaction(const std::function<void()>& body);

@@ -80,15 +80,7 @@ void LadybugGraphStore::insertNode(const NodeRecord& record) {
 }
 
 void LadybugGraphStore::updateNode(const QString& id, const QString& label, const PropertyMap& set) {
-    if (set.isEmpty())
-        return;
-    std::lock_guard guard(m_lock);
-    guarded([&] {
-        requireName(label);
-        GraphParameters parameters{{QStringLiteral("id"), GraphValue::string(id)}};
-        const QString list = assignments(QStringLiteral("n"), set, parameters);
-        runPrepared(QStringLiteral("MATCH (n:%1 {id: $id}) SET %2").arg(label, list), parameters);
-    });
+    setValues(QStringLiteral("MATCH (x:%1 {id: $id})"), id, label, set);
 }
 
 void LadybugGraphStore::deleteNode(const QString& id, const QString& label) {
@@ -102,15 +94,21 @@ void LadybugGraphStore::insertRel(const RelRecord& record, const QString& fromLa
 }
 
 void LadybugGraphStore::updateRel(const QString& id, const QString& label, const PropertyMap& set) {
+    setValues(QStringLiteral("MATCH ()-[x:%1]->() WHERE x.id = $id"), id, label, set);
+}
+
+// Sets the columns of the one record that `match` (with the table for %1 and the id as $id) binds to x;
+// an empty map runs nothing.
+void LadybugGraphStore::setValues(const QString& match, const QString& id, const QString& label,
+                                  const PropertyMap& set) {
     if (set.isEmpty())
         return;
     std::lock_guard guard(m_lock);
     guarded([&] {
         requireName(label);
         GraphParameters parameters{{QStringLiteral("id"), GraphValue::string(id)}};
-        const QString list = assignments(QStringLiteral("r"), set, parameters);
-        runPrepared(QStringLiteral("MATCH ()-[r:%1]->() WHERE r.id = $id SET %2").arg(label, list),
-                    parameters);
+        const QString list = assignments(QStringLiteral("x"), set, parameters);
+        runPrepared(match.arg(label) + QStringLiteral(" SET ") + list, parameters);
     });
 }
 
