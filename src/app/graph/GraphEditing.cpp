@@ -130,13 +130,17 @@ bool ProjectSession::insert(NodeRecord node, std::optional<QPointF> at, bool pin
         return false;
     }
 
-    m_nodes.insert(node.id, node);
-    for (const RelRecord& rel : std::as_const(rels))
-        m_rels.insert(rel.id, rel);
+    GraphDerived::Change change;
+    const auto held = m_nodes.insert(node.id, node);
+    change.addedNodes.append({held.key(), held->label});
+    for (const RelRecord& rel : std::as_const(rels)) {
+        const auto inserted = m_rels.insert(rel.id, rel);
+        change.addedRels.append({inserted->label, inserted->from, inserted->to});
+    }
     m_graphCanvas->put(node.id, at);
     if (pin)
         m_graphCanvas->pin(node.id);
-    rebuildDerived();
+    rebuildDerived(&change);
     registerUndo(QStringLiteral("Add Node"), [this, id = node.id] { deleteNode(id); });
     return true;
 }
@@ -162,8 +166,10 @@ bool ProjectSession::insert(RelRecord rel) {
         failStore(error);
         return false;
     }
-    m_rels.insert(rel.id, rel);
-    rebuildDerived();
+    const auto held = m_rels.insert(rel.id, rel);
+    GraphDerived::Change change;
+    change.addedRels.append({held->label, held->from, held->to});
+    rebuildDerived(&change);
     registerUndo(QStringLiteral("Add Relationship"), [this, id = rel.id] { deleteRel(id); });
     return true;
 }
@@ -407,8 +413,13 @@ ProjectSession::removeRecords(const QStringList& nodeIds, const QStringList& rel
         failStore(error);
         return {};
     }
+    GraphDerived::Change change;
+    for (const NodeRecord& node : std::as_const(nodes))
+        change.removedNodes.append({node.id, node.label});
+    for (const RelRecord& rel : std::as_const(rels))
+        change.removedRels.append({rel.label, rel.from, rel.to});
     dropFromMemory(nodeSet, relSet);
-    rebuildDerived();
+    rebuildDerived(&change);
     registerUndo(action, [this, taken, action] { restoreRecords(taken, action); });
     return {nodes.size(), rels.size()};
 }
@@ -456,9 +467,11 @@ void ProjectSession::restoreRecords(const Removal& taken, const QString& action)
         return;
     }
 
+    GraphDerived::Change change;
     QStringList nodeIds;
     for (const NodeRecord& node : std::as_const(restoredNodes)) {
-        m_nodes.insert(node.id, node);
+        const auto held = m_nodes.insert(node.id, node);
+        change.addedNodes.append({held.key(), held->label});
         nodeIds.append(node.id);
         const auto at = taken.positions.constFind(node.id);
         m_graphCanvas->restoreNode(node.id,
@@ -467,10 +480,11 @@ void ProjectSession::restoreRecords(const Removal& taken, const QString& action)
     }
     QStringList relIds;
     for (const RelRecord& rel : std::as_const(restoredRels)) {
-        m_rels.insert(rel.id, rel);
+        const auto held = m_rels.insert(rel.id, rel);
+        change.addedRels.append({held->label, held->from, held->to});
         relIds.append(rel.id);
     }
-    rebuildDerived();
+    rebuildDerived(&change);
     if (endless > 0)
         setNotice(QStringLiteral("%1 couldn't come back: an end of each is gone from the graph.")
                       .arg(counted(endless, QStringLiteral("relationship"))));

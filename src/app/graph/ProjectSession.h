@@ -225,12 +225,6 @@ signals:
 
 private:
     // What a session's maps derive from the records.
-    struct Derived {
-        GraphDerived::NodeIndex index;
-        QHash<QString, int> typeCounts;
-        QHash<QString, int> relCounts;
-    };
-
     void open(SessionStoreOpener openStore);
     void openGraph(const SessionStoreOpener& openStore);
     // Whether the database holds the tables of `appliedSchema`; one that holds those of `schema` instead
@@ -245,7 +239,7 @@ private:
     void retryPendingSave();
     void saveLayout();
     void loadRecords(GraphStore& store);
-    void rebuildDerived();
+    void rebuildDerived(const GraphDerived::Change* change = nullptr);
     // Loads every record again after a migration; a failure leaves no records and nothing writable.
     bool reloadGraph();
     void failStore(const UserFacingError& error);
@@ -276,7 +270,7 @@ private:
 
     QHash<QString, NodeRecord> m_nodes;
     QHash<QString, RelRecord> m_rels;
-    Derived m_derived;
+    GraphDerived::Maps m_derived;
     int m_topology = 0;
 
     GraphSelection m_selection;

@@ -1,5 +1,6 @@
 #include "kit/graph/GraphDerived.h"
 
+#include <QSet>
 #include <algorithm>
 #include <array>
 #include <string_view>
@@ -93,6 +94,10 @@ inline void prefetch(const void* address) {
 // Numbers ids as it is given them and fills the index's tables; the neighbours come at the end.
 class IndexBuilder {
 public:
+    // Adds to an index that is already made.
+    explicit IndexBuilder(NodeIndex& index)
+        : m_index(index) {}
+
     IndexBuilder(NodeIndex& index, qsizetype expected)
         : m_index(index) {
         m_index.m_ids.reserve(expected);
@@ -156,8 +161,7 @@ public:
     // Lays out every number's neighbours from the ends, two to a relationship, in order.
     void finish(const std::vector<int>& ends) {
         const size_t count = static_cast<size_t>(m_index.size());
-        std::vector<int>& offsets = m_index.m_offsets;
-        offsets.assign(count + 1, 0);
+        std::vector<int> offsets(count + 1, 0);
         for (int end : ends)
             ++offsets[static_cast<size_t>(end) + 1];
         for (size_t i = 0; i < count; ++i)
@@ -170,9 +174,14 @@ public:
             m_index.m_neighbours[static_cast<size_t>(next[static_cast<size_t>(from)]++)] = to;
             m_index.m_neighbours[static_cast<size_t>(next[static_cast<size_t>(to)]++)] = from;
         }
+        m_index.m_blocks.resize(count);
+        for (size_t i = 0; i < count; ++i) {
+            const int degree = offsets[i + 1] - offsets[i];
+            m_index.m_blocks[i] = NodeIndex::Block{offsets[i], degree, degree};
+        }
+        m_index.m_holes = 0;
     }
 
-private:
     int end(const QString& id) {
         const int number = m_index.numberOf(id);
         return number >= 0 ? number : add(id, textHash(id));
@@ -188,6 +197,7 @@ private:
         return number;
     }
 
+private:
     template <typename Cell> static void resize(NodeIndex::Table<Cell>& table, size_t capacity) {
         table.cells.assign(capacity, Cell{});
         table.mask = capacity - 1;
@@ -216,6 +226,149 @@ private:
         resize(m_index.m_byText, capacity);
         for (int number = 0; number < m_index.size(); ++number)
             place(m_index.m_ids[number], textHash(m_index.m_ids[number]), number);
+    }
+
+    NodeIndex& m_index;
+};
+
+// Changes a made index in place, for `update`; the changes it is given have been checked to fit.
+class IndexEditor {
+public:
+    explicit IndexEditor(NodeIndex& index)
+        : m_index(index) {}
+
+    // Made (even of an empty graph, it has its tables), with no ends that are no nodes.
+    bool editable() const { return !m_index.m_byText.cells.empty() && m_index.size() == m_index.m_nodeCount; }
+
+    void addNode(const QString& id) {
+        IndexBuilder(m_index).end(id);
+        m_index.m_blocks.push_back(NodeIndex::Block{static_cast<int>(m_index.m_neighbours.size()), 0, 0});
+        ++m_index.m_nodeCount;
+    }
+
+    void link(int from, int to) {
+        push(from, to);
+        push(to, from);
+    }
+
+    void unlink(int from, int to) {
+        drop(from, to);
+        drop(to, from);
+    }
+
+    // Takes out a node without neighbours; the last number takes its place.
+    void removeNode(int number) {
+        Q_ASSERT(m_index.m_blocks[number].count == 0);
+        const int last = m_index.size() - 1;
+        eraseCells(number); // its block's places are spare already, and stay where they are
+        if (number != last) {
+            renumberCells(last, number);
+            m_index.m_ids[number] = m_index.m_ids[last];
+            m_index.m_blocks[number] = m_index.m_blocks[last];
+            const auto moved = mutableNeighbours(number);
+            for (int& neighbour : moved)
+                if (neighbour == last)
+                    neighbour = number;
+            for (int neighbour : moved)
+                if (neighbour != number)
+                    for (int& back : mutableNeighbours(neighbour))
+                        if (back == last)
+                            back = number;
+        }
+        m_index.m_ids.removeLast();
+        m_index.m_blocks.pop_back();
+        --m_index.m_nodeCount;
+    }
+
+    // Lays the blocks out again without holes once they take up as much room as the neighbours.
+    void compactIfSparse() {
+        if (m_index.m_holes <= m_index.m_neighbours.size() / 2 + 64)
+            return;
+        std::vector<int> packed;
+        packed.reserve(m_index.m_neighbours.size() - m_index.m_holes);
+        for (NodeIndex::Block& block : m_index.m_blocks) {
+            const auto from = m_index.m_neighbours.begin() + block.start;
+            const int start = static_cast<int>(packed.size());
+            packed.insert(packed.end(), from, from + block.count);
+            block = NodeIndex::Block{start, block.count, block.count};
+        }
+        m_index.m_neighbours = std::move(packed);
+        m_index.m_holes = 0;
+    }
+
+private:
+    std::span<int> mutableNeighbours(int number) {
+        const NodeIndex::Block& block = m_index.m_blocks[number];
+        return {m_index.m_neighbours.data() + block.start, static_cast<size_t>(block.count)};
+    }
+
+    void push(int number, int neighbour) {
+        NodeIndex::Block& block = m_index.m_blocks[number];
+        std::vector<int>& all = m_index.m_neighbours;
+        if (block.count == block.capacity) {
+            const int capacity = std::max(4, block.count * 2);
+            const size_t start = all.size();
+            all.resize(start + static_cast<size_t>(capacity));
+            std::copy_n(all.begin() + block.start, block.count, all.begin() + static_cast<qsizetype>(start));
+            m_index.m_holes += static_cast<size_t>(capacity); // the old places, and the new spare ones
+            block.start = static_cast<int>(start);
+            block.capacity = capacity;
+        }
+        --m_index.m_holes;
+        all[static_cast<size_t>(block.start + block.count)] = neighbour;
+        ++block.count;
+    }
+
+    void drop(int number, int neighbour) {
+        NodeIndex::Block& block = m_index.m_blocks[number];
+        int* first = m_index.m_neighbours.data() + block.start;
+        int* last = first + block.count - 1;
+        int* found = std::find(first, last + 1, neighbour);
+        Q_ASSERT(found != last + 1);
+        *found = *last;
+        --block.count;
+        ++m_index.m_holes;
+    }
+
+    // Where the cell of `number` lies in a table, probing from its id's place.
+    template <typename Cell>
+    static size_t cellOf(const NodeIndex::Table<Cell>& table, size_t hash, int number) {
+        size_t at = hash & table.mask;
+        while (table.cells[at].number != number) {
+            Q_ASSERT(table.cells[at].number >= 0);
+            at = (at + 1) & table.mask;
+        }
+        return at;
+    }
+
+    // Empties a cell of a table with linear probing: the cells after it that would no longer be found
+    // from their own place move back into the gap.
+    template <typename Cell, typename Home>
+    static void erase(NodeIndex::Table<Cell>& table, size_t at, const Home& home) {
+        size_t gap = at;
+        for (size_t i = (at + 1) & table.mask; table.cells[i].number >= 0; i = (i + 1) & table.mask) {
+            const size_t own = home(table.cells[i]) & table.mask;
+            const bool reachable = gap <= i ? (gap < own && own <= i) : (gap < own || own <= i);
+            if (!reachable) {
+                table.cells[gap] = table.cells[i];
+                gap = i;
+            }
+        }
+        table.cells[gap] = Cell{};
+    }
+
+    void eraseCells(int number) {
+        const QString& id = m_index.m_ids[number];
+        erase(m_index.m_byAddress, cellOf(m_index.m_byAddress, addressHash(id.constData()), number),
+              [](const NodeIndex::AddressCell& cell) { return addressHash(cell.address); });
+        erase(m_index.m_byText, cellOf(m_index.m_byText, textHash(id), number),
+              [this](const NodeIndex::TextCell& cell) { return textHash(m_index.m_ids[cell.number]); });
+    }
+
+    void renumberCells(int from, int to) {
+        const QString& id = m_index.m_ids[from];
+        m_index.m_byAddress.cells[cellOf(m_index.m_byAddress, addressHash(id.constData()), from)].number = to;
+        m_index.m_byText.cells[cellOf(m_index.m_byText, textHash(id), from)].number = to;
     }
 
     NodeIndex& m_index;
@@ -281,6 +434,87 @@ Maps of(const QHash<QString, NodeRecord>& nodes, const QHash<QString, RelRecord>
     maps.typeCounts = types.counts();
     maps.relCounts = relLabels.counts();
     return maps;
+}
+
+namespace {
+
+void count(QHash<QString, int>& counts, const QString& label, int by) {
+    auto it = counts.find(label);
+    if (it == counts.end()) {
+        Q_ASSERT(by > 0);
+        counts.insert(label, by);
+    } else if ((*it += by) == 0) {
+        counts.erase(it);
+    }
+}
+
+} // namespace
+
+bool update(Maps& maps, const Change& change) {
+    NodeIndex& index = maps.index;
+    IndexEditor editor(index);
+    if (!editor.editable())
+        return false;
+
+    // Check that the change fits before anything moves.
+    std::vector<std::pair<int, int>> removedEnds;
+    removedEnds.reserve(static_cast<size_t>(change.removedRels.size()));
+    QHash<int, int> endsTaken;
+    for (const Change::Rel& rel : change.removedRels) {
+        const int from = index.numberOf(rel.from);
+        const int to = index.numberOf(rel.to);
+        if (from < 0 || to < 0)
+            return false;
+        removedEnds.push_back({from, to});
+        ++endsTaken[from];
+        ++endsTaken[to];
+    }
+    for (auto it = endsTaken.cbegin(); it != endsTaken.cend(); ++it)
+        if (it.value() > index.degree(it.key()))
+            return false;
+    QSet<QString> removedIds;
+    std::vector<int> removedNumbers;
+    for (const Change::Node& node : change.removedNodes) {
+        const int number = index.numberOf(node.id);
+        if (number < 0 || removedIds.contains(node.id) || index.degree(number) != endsTaken.value(number))
+            return false; // unknown, or relationships would be left with an end that is no node
+        removedIds.insert(node.id);
+        removedNumbers.push_back(number);
+    }
+    QSet<QString> addedIds;
+    for (const Change::Node& node : change.addedNodes) {
+        if ((index.numberOf(node.id) >= 0 && !removedIds.contains(node.id)) || addedIds.contains(node.id))
+            return false;
+        addedIds.insert(node.id);
+    }
+    auto remains = [&](const QString& id) {
+        return addedIds.contains(id) || (index.numberOf(id) >= 0 && !removedIds.contains(id));
+    };
+    for (const Change::Rel& rel : change.addedRels)
+        if (!remains(rel.from) || !remains(rel.to))
+            return false;
+
+    for (const auto& [from, to] : removedEnds)
+        editor.unlink(from, to);
+    for (const Change::Rel& rel : change.removedRels)
+        count(maps.relCounts, rel.label, -1);
+    // Highest number first, so that the numbers still to be taken out are not the ones moved.
+    std::sort(removedNumbers.begin(), removedNumbers.end(), std::greater<>());
+    for (int number : removedNumbers)
+        editor.removeNode(number);
+    for (const Change::Node& node : change.removedNodes)
+        count(maps.typeCounts, node.label, -1);
+
+    for (const Change::Node& node : change.addedNodes) {
+        editor.addNode(node.id);
+        count(maps.typeCounts, node.label, 1);
+    }
+    for (const Change::Rel& rel : change.addedRels) {
+        editor.link(index.numberOf(rel.from), index.numberOf(rel.to));
+        count(maps.relCounts, rel.label, 1);
+    }
+    editor.compactIfSparse();
+    return true;
 }
 
 } // namespace corvantis::GraphDerived

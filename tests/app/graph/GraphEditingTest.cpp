@@ -285,3 +285,50 @@ TEST(GraphEditing, AFailingWriteLeavesMemoryAndTheUndoStackAlone) {
     EXPECT_EQ(countIn(*r.session, "Person"), 1);
     EXPECT_EQ(r.stored(ada, "name"), GraphValue::string("Ada"));
 }
+
+TEST(GraphEditing, TheDerivedMapsFollowEveryEditAsIfMadeAnew) {
+    // The session brings its maps up to date in place after an edit; each time they must say what
+    // maps made from its records say.
+    Reading r;
+    auto expectCurrent = [&](const char* step) {
+        const GraphDerived::Maps made = GraphDerived::of(r.session->nodes(), r.session->rels());
+        const GraphDerived::NodeIndex& held = r.session->nodeIndex();
+        ASSERT_EQ(held.size(), made.index.size()) << step;
+        ASSERT_EQ(held.nodeCount(), made.index.nodeCount()) << step;
+        for (const QString& id : r.session->nodes().keys()) {
+            QStringList mine = held.neighbourIds(id);
+            QStringList theirs = made.index.neighbourIds(id);
+            mine.sort();
+            theirs.sort();
+            EXPECT_EQ(mine, theirs) << step << " " << id.toStdString();
+        }
+        EXPECT_EQ(r.session->typeCounts(), made.typeCounts) << step;
+        EXPECT_EQ(r.session->relCounts(), made.relCounts) << step;
+    };
+    const QString ada = r.add(r.person, "Ada");
+    const QString grace = r.add(r.person, "Grace");
+    const QString notes = r.add(r.book, "Notes");
+    r.link("KNOWS", ada, ada);
+    r.link("KNOWS", ada, grace);
+    const QString wrote = r.link("WROTE", grace, notes);
+    expectCurrent("added");
+    r.session->deleteNode(ada);
+    expectCurrent("node deleted");
+    EXPECT_FALSE(r.session->typeCounts().isEmpty());
+    r.session->deleteRel(wrote);
+    expectCurrent("relationship deleted");
+    EXPECT_FALSE(r.session->relCounts().contains("WROTE"));
+    r.world.undo.undo();
+    expectCurrent("relationship back");
+    r.world.undo.undo();
+    expectCurrent("node back");
+    EXPECT_EQ(r.session->nodeIndex().degree(ada), 3);
+    r.world.undo.redo();
+    expectCurrent("node deleted again");
+    r.session->deleteNode(grace);
+    r.session->deleteNode(notes);
+    expectCurrent("the rest deleted");
+    EXPECT_EQ(r.session->nodeIndex().size(), 0);
+    r.world.undo.undo();
+    expectCurrent("one back");
+}

@@ -1,6 +1,7 @@
 #include "kit/graph/GraphDerived.h"
 
 #include <gtest/gtest.h>
+#include <random>
 
 using namespace corvantis;
 
@@ -127,4 +128,148 @@ TEST(GraphDerived, ManyEndsThatAreNoNodesAndManyLabels) {
         relsCounted += count;
     EXPECT_EQ(relsCounted, 500);
     EXPECT_EQ(maps.relCounts.value(QStringLiteral("L0")), 17);
+}
+
+namespace {
+
+// The maps compared as what they say of the graph: which ids they number, which of those are nodes,
+// each id's neighbours, and the counts. Numbers and the order of neighbours may differ.
+void expectSameMaps(const GraphDerived::Maps& made, const GraphDerived::Maps& updated, const QString& step) {
+    const GraphDerived::NodeIndex& a = made.index;
+    const GraphDerived::NodeIndex& b = updated.index;
+    ASSERT_EQ(a.size(), b.size()) << step.toStdString();
+    ASSERT_EQ(a.nodeCount(), b.nodeCount()) << step.toStdString();
+    for (int number = 0; number < a.size(); ++number) {
+        const QString& id = a.idAt(number);
+        const int there = b.numberOf(apart(id));
+        ASSERT_GE(there, 0) << step.toStdString() << " " << id.toStdString();
+        EXPECT_EQ(b.idAt(there), id);
+        EXPECT_EQ(number < a.nodeCount(), there < b.nodeCount()) << id.toStdString();
+        EXPECT_EQ(sorted(a.neighbourIds(id)), sorted(b.neighbourIds(id)))
+            << step.toStdString() << " " << id.toStdString();
+        // Every neighbour's number names an id that lists this one back.
+        for (int neighbour : b.neighbours(there)) {
+            const auto back = b.neighbours(neighbour);
+            EXPECT_NE(std::find(back.begin(), back.end(), there), back.end());
+        }
+    }
+    EXPECT_EQ(made.typeCounts, updated.typeCounts) << step.toStdString();
+    EXPECT_EQ(made.relCounts, updated.relCounts) << step.toStdString();
+}
+
+} // namespace
+
+TEST(GraphDerived, UpdatesInPlaceAgreeWithMapsMadeAnew) {
+    // A seeded walk of edits of the kinds the session makes: nodes with or without relationships,
+    // relationships (loops and parallel ones among them), a node taken out with its relationships, and
+    // groups of each. After every edit the updated maps must say what maps made anew say.
+    std::mt19937 random(20261123);
+    auto pick = [&](int below) {
+        return static_cast<int>(random() % static_cast<unsigned>(below));
+    };
+    const QStringList types{"Person", "Book", "Place"};
+    const QStringList labels{"KNOWS", "WROTE", "VISITED"};
+    QHash<QString, NodeRecord> nodes;
+    QHash<QString, RelRecord> rels;
+    int made = 0;
+    auto nodeIds = [&] {
+        return QStringList(nodes.keyBegin(), nodes.keyEnd());
+    };
+    for (int i = 0; i < 30; ++i) {
+        const QString id = QStringLiteral("n%1").arg(made++);
+        nodes.insert(id, NodeRecord{id, types[pick(3)], {}});
+    }
+    GraphDerived::Maps maps = GraphDerived::of(nodes, rels);
+    int updated = 0;
+    for (int step = 0; step < 400; ++step) {
+        GraphDerived::Change change;
+        const int kind = pick(5);
+        if (kind == 0 || nodes.size() < 3) {
+            // A node, with relationships to one or two others now and then.
+            const QString id = QStringLiteral("n%1").arg(made++);
+            const QStringList others = nodeIds();
+            const auto at = nodes.insert(id, NodeRecord{id, types[pick(3)], {}});
+            change.addedNodes.append({at.key(), at->label});
+            for (int k = pick(3); k > 0; --k) {
+                const QString relId = QStringLiteral("r%1").arg(made++);
+                const QString other = others[pick(static_cast<int>(others.size()))];
+                const auto rel = rels.insert(relId, RelRecord{relId, labels[pick(3)], at.key(), other, {}});
+                change.addedRels.append({rel->label, rel->from, rel->to});
+            }
+        } else if (kind <= 2) {
+            // One to three relationships; a loop one time in five.
+            const QStringList ids = nodeIds();
+            for (int k = 1 + pick(3); k > 0; --k) {
+                const QString relId = QStringLiteral("r%1").arg(made++);
+                const QString from = ids[pick(static_cast<int>(ids.size()))];
+                const QString to = pick(5) == 0 ? from : ids[pick(static_cast<int>(ids.size()))];
+                const auto rel = rels.insert(relId, RelRecord{relId, labels[pick(3)], from, apart(to), {}});
+                change.addedRels.append({rel->label, rel->from, rel->to});
+            }
+        } else if (kind == 3 && !rels.isEmpty()) {
+            const QStringList ids(rels.keyBegin(), rels.keyEnd());
+            const RelRecord rel = rels.take(ids[pick(static_cast<int>(ids.size()))]);
+            change.removedRels.append({rel.label, rel.from, rel.to});
+        } else {
+            // One or two nodes with every relationship that touches them.
+            const QStringList ids = nodeIds();
+            QSet<QString> taken;
+            for (int k = 1 + pick(2); k > 0; --k)
+                taken.insert(ids[pick(static_cast<int>(ids.size()))]);
+            for (auto it = rels.begin(); it != rels.end();) {
+                if (taken.contains(it->from) || taken.contains(it->to)) {
+                    change.removedRels.append({it->label, it->from, it->to});
+                    it = rels.erase(it);
+                } else {
+                    ++it;
+                }
+            }
+            for (const QString& id : taken) {
+                const NodeRecord node = nodes.take(id);
+                change.removedNodes.append({node.id, node.label});
+            }
+        }
+        ASSERT_TRUE(GraphDerived::update(maps, change)) << "step " << step;
+        ++updated;
+        expectSameMaps(GraphDerived::of(nodes, rels), maps, QStringLiteral("step %1").arg(step));
+        if (HasFatalFailure())
+            return;
+        for (const GraphDerived::Change::Node& node : change.removedNodes)
+            EXPECT_EQ(maps.index.numberOf(node.id), -1);
+    }
+    EXPECT_EQ(updated, 400);
+}
+
+TEST(GraphDerived, AChangeThatDoesNotFitLeavesTheMapsAsTheyWere) {
+    QHash<QString, NodeRecord> nodes;
+    for (const QString& id : {QStringLiteral("A"), QStringLiteral("B")})
+        nodes.insert(id, NodeRecord{id, QStringLiteral("Person"), {}});
+    QHash<QString, RelRecord> rels;
+    rels.insert("r", RelRecord{"r", "KNOWS", "A", "B", {}});
+    GraphDerived::Maps maps = GraphDerived::of(nodes, rels);
+    const GraphDerived::Maps before = GraphDerived::of(nodes, rels);
+
+    GraphDerived::Change toNowhere;
+    toNowhere.addedRels.append(GraphDerived::Change::Rel{"KNOWS", "A", "GONE"});
+    EXPECT_FALSE(GraphDerived::update(maps, toNowhere));
+    GraphDerived::Change leavesAnEnd; // B goes, its relationship stays
+    leavesAnEnd.removedNodes.append(GraphDerived::Change::Node{"B", "Person"});
+    EXPECT_FALSE(GraphDerived::update(maps, leavesAnEnd));
+    GraphDerived::Change twice;
+    twice.addedNodes.append(GraphDerived::Change::Node{"A", "Person"});
+    EXPECT_FALSE(GraphDerived::update(maps, twice));
+    GraphDerived::Change unknown;
+    unknown.removedRels.append(GraphDerived::Change::Rel{"KNOWS", "A", "C"});
+    EXPECT_FALSE(GraphDerived::update(maps, unknown));
+    expectSameMaps(before, maps, "refused");
+
+    // Maps with an end that is no node are made anew rather than edited.
+    rels.insert("loose", RelRecord{"loose", "KNOWS", "A", "GONE", {}});
+    GraphDerived::Maps loose = GraphDerived::of(nodes, rels);
+    GraphDerived::Change node;
+    node.addedNodes.append(GraphDerived::Change::Node{"C", "Person"});
+    EXPECT_FALSE(GraphDerived::update(loose, node));
+    EXPECT_EQ(loose.index.numberOf("C"), -1);
+    GraphDerived::Maps unmade;
+    EXPECT_FALSE(GraphDerived::update(unmade, node));
 }
