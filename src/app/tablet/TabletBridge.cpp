@@ -1,5 +1,6 @@
 #include "app/tablet/TabletBridge.h"
 
+#include "app/tablet/LocalName.h"
 #include "kit/tablet/BridgeRoute.h"
 #include "kit/tablet/HttpRequest.h"
 
@@ -27,7 +28,14 @@ QString addressFor(const QString& host, quint16 port, const QString& key) {
 
 TabletBridge::TabletBridge(Options options, QObject* parent)
     : QObject(parent)
-    , m_options(std::move(options)) {
+    , m_options(std::move(options))
+    , m_name(new LocalName(this)) {
+    connect(m_name, &LocalName::finished, this, [this](const QString& host) {
+        if (host.isEmpty() || !m_server)
+            return;
+        m_address.url = addressFor(host, m_server->serverPort(), *m_key);
+        emit addressChanged(m_address);
+    });
 }
 
 TabletBridge::~TabletBridge() {
@@ -92,12 +100,20 @@ TabletBridge::Address TabletBridge::start() {
         m_server = server.release();
         connect(m_server, &QTcpServer::newConnection, this, &TabletBridge::accept);
         m_key = newKey();
+        m_address = {};
     }
     const QString direct = addressFor(*ip, m_server->serverPort(), *m_key);
-    return {direct, direct};
+    if (m_address.direct != direct) {
+        m_address = {direct, direct};
+        m_name->claim(LocalName::candidates(QStringLiteral("corvantis"), m_options.machineId), *ip,
+                      m_options.nameWaitMs);
+    }
+    return m_address;
 }
 
 void TabletBridge::stop() {
+    m_name->release();
+    m_address = {};
     if (m_server) {
         m_server->close();
         m_server->deleteLater();

@@ -16,6 +16,8 @@ class QTcpSocket;
 
 namespace corvantis {
 
+class LocalName;
+
 // Why a drawing could not be shared with a tablet.
 class TabletBridgeError : public UserFacingError {
 public:
@@ -48,6 +50,10 @@ public:
         QString engine;
         // The IP number to offer; by default the first fitting network interface.
         std::function<std::optional<QString>()> lanAddress = &TabletBridge::lanAddress;
+        // A short id of this machine, kept by the caller, for the names tried after "corvantis".
+        QString machineId;
+        // How long the network may take to grant each name.
+        int nameWaitMs = 2500;
     };
 
     explicit TabletBridge(Options options, QObject* parent = nullptr);
@@ -58,8 +64,10 @@ public:
     // preferring wireless interfaces ("wl…"), then wired ones ("en…", "eth…").
     static std::optional<QString> lanAddress();
 
-    // Starts sharing, or keeps the running share and its key; throws `TabletBridgeError`.
+    // Starts sharing, or keeps the running share and its key; throws `TabletBridgeError`. The address by
+    // name follows with `addressChanged` once the network grants one; until then `url` is `direct`.
     Address start();
+    Address address() const { return m_address; }
     // Closes every connection (sockets with 1001) and forgets the key: old links read as expired.
     void stop();
 
@@ -72,6 +80,7 @@ public:
     void send(const QString& text);
 
 signals:
+    void addressChanged(const corvantis::TabletBridge::Address& address);
     void messageReceived(const QString& text);
     void presenceChanged(int devices);
 
@@ -95,6 +104,8 @@ private:
     Client* clientOf(QTcpSocket* socket);
 
     Options m_options;
+    LocalName* m_name = nullptr;
+    Address m_address;
     QTcpServer* m_server = nullptr;
     std::optional<QString> m_key;
     std::vector<std::unique_ptr<Client>> m_clients;

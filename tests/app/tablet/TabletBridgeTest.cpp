@@ -1,10 +1,12 @@
 #include "app/tablet/TabletBridge.h"
 
+#include "app/tablet/LocalName.h"
 #include "kit/tablet/WebSocketFrames.h"
 #include "tests/support/TestSupport.h"
 
 #include <QDir>
 #include <QFile>
+#include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTcpServer>
 #include <QTcpSocket>
@@ -227,4 +229,34 @@ TEST(TabletBridge, TakesTheFirstFreePortAndSaysWhyItCannotStart) {
     TabletBridge::Options bare = options;
     bare.engine = board.dir.filePath("nowhere");
     EXPECT_EQ(failure(bare), TabletBridgeError::Kind::EngineMissing);
+}
+
+TEST(TabletBridge, WithoutAGrantedNameTheAddressByNumberServes) {
+    // The candidates: the product's word, then with this machine's id, then with a number as well.
+    const QStringList names = LocalName::candidates("corvantis", "x7k2");
+    ASSERT_EQ(names.size(), 3);
+    EXPECT_EQ(names[0], "corvantis");
+    EXPECT_EQ(names[1], "corvantis-x7k2");
+    EXPECT_TRUE(QRegularExpression("^corvantis-x7k2-[1-9][0-9]$").match(names[2]).hasMatch())
+        << names[2].toStdString();
+    EXPECT_EQ(LocalName::candidates("corvantis", ""), QStringList{"corvantis"});
+
+    // An address that can't be published settles as no name at once.
+    LocalName name;
+    QSignalSpy finished(&name, &LocalName::finished);
+    name.claim({"corvantis-test-a", "corvantis-test-b"}, "not an address", 300);
+    ASSERT_TRUE(test::waitUntil([&] { return !finished.isEmpty(); }, deadline));
+    EXPECT_EQ(finished.first().first().toString(), QString());
+    // A real one settles within the waits, granted or not (without a name daemon, at once).
+    finished.clear();
+    name.claim({"corvantis-test-a", "corvantis-test-b"}, "127.0.0.1", 300);
+    ASSERT_TRUE(test::waitUntil([&] { return !finished.isEmpty(); }, deadline));
+    const QString host = finished.first().first().toString();
+    EXPECT_TRUE(host.isEmpty() || host == "corvantis-test-a.local" || host == "corvantis-test-b.local")
+        << host.toStdString();
+    name.release();
+
+    Board board;
+    EXPECT_EQ(board.address.url, board.address.direct);
+    EXPECT_EQ(board.bridge->address().direct, board.address.direct);
 }

@@ -1,5 +1,6 @@
 #include "kit/tablet/BridgeRoute.h"
 #include "kit/tablet/HttpRequest.h"
+#include "kit/tablet/QrCode.h"
 #include "kit/tablet/WebSocketFrames.h"
 
 #include <QDir>
@@ -182,4 +183,29 @@ TEST(TabletProtocol, RandomBytesNeverCrashTheReaders) {
         reader.read(buffer);
         EXPECT_LE(buffer.size(), bytes.size());
     }
+}
+
+TEST(TabletProtocol, AddressesBecomeQrCodesWithTheirFinderSquares) {
+    const auto code = qrCode("http://corvantis.local:5791/abcdefghjk/");
+    ASSERT_TRUE(code.has_value());
+    // Versions grow by four modules a side from 21.
+    EXPECT_GE(code->size, 21);
+    EXPECT_EQ((code->size - 21) % 4, 0);
+    // A finder square in three corners: a dark ring, a light ring, a dark core of three.
+    auto finderAt = [&](int left, int top) {
+        for (int y = 0; y < 7; ++y)
+            for (int x = 0; x < 7; ++x) {
+                const int ring = std::max(std::abs(x - 3), std::abs(y - 3));
+                if (code->at(left + x, top + y) != (ring != 2))
+                    return false;
+            }
+        return true;
+    };
+    EXPECT_TRUE(finderAt(0, 0));
+    EXPECT_TRUE(finderAt(code->size - 7, 0));
+    EXPECT_TRUE(finderAt(0, code->size - 7));
+    EXPECT_FALSE(finderAt(code->size - 7, code->size - 7));
+    // Another text, another code; one far too long for any version, none.
+    EXPECT_NE(qrCode("http://192.168.1.20:5791/abcdefghjk/")->dark, code->dark);
+    EXPECT_FALSE(qrCode(QString(8000, QLatin1Char('x'))).has_value());
 }
