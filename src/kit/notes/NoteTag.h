@@ -60,8 +60,6 @@ struct NoteTag {
     };
     // Every tag of a text, in order.
     static QList<Found> find(const QString& text);
-
-    bool operator==(const NoteTag& other) const = default;
 };
 
 } // namespace corvantis
