@@ -77,6 +77,14 @@ void Settings::setSidebarHidden(bool hidden) {
     m_settings->setValue("sidebarHidden", hidden);
 }
 
+bool Settings::notesListHidden() const {
+    return m_settings->value("notesListHidden", false).toBool();
+}
+
+void Settings::setNotesListHidden(bool hidden) {
+    m_settings->setValue("notesListHidden", hidden);
+}
+
 AIProvider Settings::provider() const {
     return AIProvider::fromID(m_settings->value("aiProvider").toString()).value_or(AIProvider::claude);
 }

@@ -29,6 +29,10 @@ public:
     bool sidebarHidden() const;
     void setSidebarHidden(bool hidden);
 
+    // "notesListHidden": whether the notes panel hides its list; false when absent.
+    bool notesListHidden() const;
+    void setNotesListHidden(bool hidden);
+
     // "aiProvider": claude unless the text is exactly "chatGPT".
     AIProvider provider() const;
     void setProvider(AIProvider provider);

@@ -2,6 +2,7 @@
 
 #include "app/canvas/CanvasState.h"
 #include "app/graph/ProjectPreferences.h"
+#include "app/notes/NotesModel.h"
 #include "app/undo/UndoStack.h"
 #include "kit/graph/GraphDerived.h"
 #include "kit/store/DDLBuilder.h"
@@ -51,6 +52,27 @@ ProjectSession::ProjectSession(const Project& project, const ProjectLibrary& lib
     , m_preferences(new ProjectPreferences(settings, project.id, this)) {
     connect(m_graphCanvas, &CanvasState::saveDue, this, &ProjectSession::saveLayout);
     open(std::move(openStore));
+
+    // The notes come after the records, so that their first sweep and their tags see the graph.
+    m_notes = new NotesModel(*this, m_library, settings, this);
+    m_notes->setRecentNodes(
+        [this] { return QStringList(m_graphCanvas->shown().begin(), m_graphCanvas->shown().end()); });
+    connect(this, &ProjectSession::graphChanged, m_notes, &NotesModel::graphChanged);
+    connect(this, &ProjectSession::projectChanged, m_notes, &NotesModel::graphChanged);
+    // A tag followed from a note: the graph shows its target, selected; a relationship's ends come along.
+    connect(m_notes, &NotesModel::openInGraph, this, [this](const NoteTag& tag) {
+        setMode(SessionMode::Graph);
+        if (tag.kind == NoteTag::Kind::Node && m_nodes.contains(tag.id)) {
+            if (!m_graphCanvas->shown().contains(tag.id))
+                m_graphCanvas->put(tag.id, std::nullopt);
+            setSelection(GraphSelection::node(tag.id));
+        } else if (const auto rel = m_rels.constFind(tag.id); rel != m_rels.cend()) {
+            for (const QString& end : {rel->from, rel->to})
+                if (m_nodes.contains(end) && !m_graphCanvas->shown().contains(end))
+                    m_graphCanvas->put(end, std::nullopt);
+            setSelection(GraphSelection::relationship(tag.id));
+        }
+    });
 }
 
 ProjectSession::~ProjectSession() {
@@ -359,6 +381,7 @@ QCoro::Task<> ProjectSession::close() {
         co_return;
     m_closed = true;
     m_graphCanvas->stopSaving();
+    m_notes->close();
     saveLayout();
     retryPendingSave();
     if (m_undo)

@@ -24,6 +24,7 @@
 namespace corvantis {
 
 class CanvasState;
+class NotesModel;
 class ProjectPreferences;
 class Settings;
 
@@ -38,15 +39,14 @@ enum class SessionMode { Shape, Graph };
 // maps in memory, then to the undo stack, so the maps never hold what the database refused; every
 // failure ends in `notice`.
 //
-// The components: the graph canvas's state (`graphCanvas`), the shape editor (`shape`) and the project's
-// preferences (`preferences`). They reach the core through `SessionCore`; the session forwards the shape
-// operations under their own names.
+// The components: the graph canvas's state (`graphCanvas`), the shape editor (`shape`), the project's
+// preferences (`preferences`) and the notes (`notes`). They reach the core through `SessionCore`; the
+// session forwards the shape operations under their own names.
 class ProjectSession : public QObject, public SessionCore {
     Q_OBJECT
 public:
-    // Opens the project: its database is brought up (created and finalized at the first opening) and
-    // every record loaded. A session always comes into being; when the database can't be opened it is
-    // `graphUnavailable` and writes nothing. `settings` may be null (no per-user settings then).
+    // Opens the project, its database brought up (made at the first opening) and every record loaded; when
+    // the database can't be opened it is `graphUnavailable` and writes nothing. `settings` may be null.
     ProjectSession(const Project& project, const ProjectLibrary& library, Settings* settings,
                    QObject* parent = nullptr);
     // The same over a store of the caller's making.
@@ -103,8 +103,7 @@ public:
 
     ShapeChange applyShape(const GraphSchema& after, const QList<MovedValue>* putBack = nullptr) override;
 
-    // Saves what is pending and closes the database. Starts at once; the returned task may be awaited
-    // later, or dropped.
+    // Saves what is pending and closes the database at once; the task may be awaited later, or dropped.
     QCoro::Task<> close();
     bool isClosed() const { return m_closed; }
 
@@ -119,8 +118,8 @@ public:
 
     CanvasState& graphCanvas() const { return *m_graphCanvas; }
     ShapeEditor& shape() const { return *m_shape; }
-    // The search scopes and the Build default.
-    ProjectPreferences& preferences() const { return *m_preferences; }
+    ProjectPreferences& preferences() const { return *m_preferences; } // search scopes, Build default
+    NotesModel& notes() const { return *m_notes; }
 
     // -- Editing the graph -----------------------------------------------------------------------------
 
@@ -288,6 +287,7 @@ private:
     CanvasState* m_graphCanvas;
     ShapeEditor* m_shape;
     ProjectPreferences* m_preferences;
+    NotesModel* m_notes;
 };
 
 } // namespace corvantis
