@@ -1,6 +1,7 @@
 #include "app/app/AppDelegate.h"
 #include "app/app/AppModel.h"
 #include "ui/design/Theme.h"
+#include "ui/drawing/BoardScheme.h"
 #include "ui/shell/MainWindow.h"
 #include "ui/shell/UnixSignals.h"
 
@@ -9,6 +10,7 @@
 using namespace corvantis;
 
 int main(int argc, char** argv) {
+    prepareBoardPages();
     QApplication application(argc, argv);
     QApplication::setOrganizationName(QStringLiteral("Corvantis"));
     QApplication::setApplicationName(QStringLiteral("Corvantis"));

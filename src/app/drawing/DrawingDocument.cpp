@@ -101,6 +101,13 @@ void DrawingDocument::save() {
         onSaveFailed(QStringLiteral("the board is gone"));
         return;
     }
+    if (!m_ready) {
+        // A board that never showed the drawing has nothing to give back.
+        m_changedSince.reset();
+        if (m_finishing)
+            finishNow();
+        return;
+    }
     m_saving = true;
     emit savingChanged();
     m_changedSince.reset();
