@@ -190,7 +190,9 @@ void Inspector::refreshValues() {
     m_refreshing = true;
     for (const PropertyDef& property : *properties) {
         QWidget* editor = m_editors.value(property.id);
-        if (!editor || editor->hasFocus())
+        // A field being typed into keeps what the person typed.
+        auto* typing = qobject_cast<QLineEdit*>(editor);
+        if (!editor || (typing && typing->isModified()))
             continue;
         const GraphValue value = values->value(property.column());
         const QString text = value.isNull() ? QString() : value.displayText();

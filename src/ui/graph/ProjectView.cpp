@@ -4,6 +4,8 @@
 #include "app/graph/ProjectSession.h"
 #include "ui/canvas/CanvasPage.h"
 #include "ui/canvas/CanvasView.h"
+#include "ui/canvas/CommandPalette.h"
+#include "ui/canvas/Composer.h"
 #include "ui/design/Theme.h"
 #include "ui/graph/RightPanel.h"
 #include "ui/graph/Sidebar.h"
@@ -64,7 +66,8 @@ ProjectView::ProjectView(AppModel& app, QWidget* parent)
     , m_graphFaces(new QStackedWidget(m_modes))
     , m_canvas(new CanvasPage(m_graphFaces))
     , m_table(new GraphTableView(m_graphFaces))
-    , m_right(new RightPanel(m_columns)) {
+    , m_right(new RightPanel(m_columns))
+    , m_palette(new CommandPalette(this)) {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(0);
@@ -172,6 +175,24 @@ ProjectView::ProjectView(AppModel& app, QWidget* parent)
         setShowsTable(false);
         m_canvas->showType(type);
     });
+    connect(m_palette, &CommandPalette::nodeChosen, this, [this](const QString& id) {
+        if (m_session)
+            m_session->setMode(SessionMode::Graph);
+        setShowsTable(false);
+        m_canvas->canvas()->revealNode(id);
+    });
+    connect(canvas, &CanvasView::connectionDrawn, this,
+            [this](const QString& from, const std::optional<QString>& to, QPointF world) {
+                if (!m_session)
+                    return;
+                if (!to) {
+                    openComposer(world, from);
+                    return;
+                }
+                if (*to == from)
+                    return;
+                showComposer(new Composer(*m_session, from, *to, this));
+            });
     connect(m_name, &QLineEdit::editingFinished, this, &ProjectView::commitName);
     connect(&m_app, &AppModel::sessionChanged, this, &ProjectView::bindSession);
     connect(&m_app, &AppModel::renamingChanged, this, &ProjectView::beginRenaming);
@@ -197,6 +218,7 @@ void ProjectView::bindSession() {
     m_canvas->setSession(session);
     m_sidebar->setSession(session);
     m_right->setSession(session);
+    m_palette->setSession(session);
     if (!session)
         return;
     auto sync = [this, session] {
@@ -232,6 +254,20 @@ void ProjectView::setShowsTable(bool shows) {
         m_canvas->canvas()->setFocus();
 }
 
+void ProjectView::openComposer(QPointF world, const std::optional<QString>& from) {
+    if (!m_session)
+        return;
+    showComposer(new Composer(*m_session, world, from, this));
+}
+
+void ProjectView::showComposer(Composer* composer) {
+    composer->setAttribute(Qt::WA_DeleteOnClose);
+    composer->setWindowModality(Qt::WindowModal);
+    // Back on the canvas afterwards, so that Undo and the canvas's keys go where the person looks.
+    connect(composer, &QDialog::finished, m_canvas->canvas(), [this] { m_canvas->canvas()->setFocus(); });
+    composer->open();
+}
+
 void ProjectView::addViewActions(QMenu* menu) {
     auto add = [&](const char* name, const QString& text, const QKeySequence& keys, auto slot) {
         QAction* action = menu->addAction(text);
@@ -248,6 +284,36 @@ void ProjectView::addViewActions(QMenu* menu) {
     connect(this, &ProjectView::sidebarShownChanged, sidebar,
             [this, sidebar] { sidebar->setChecked(sidebarShown()); });
     m_projectActions.append(sidebar);
+    menu->addSeparator();
+    CanvasView* canvas = m_canvas->canvas();
+    auto onCanvas = [this, canvas](auto run) {
+        return [this, canvas, run] {
+            if (!m_session)
+                return;
+            m_session->setMode(SessionMode::Graph);
+            setShowsTable(false);
+            run(canvas);
+        };
+    };
+    m_projectActions.append(add("zoomToFitAction", QStringLiteral("Zoom to Fit"),
+                                QKeySequence(Qt::CTRL | Qt::Key_0),
+                                onCanvas([](CanvasView* view) { view->zoomToFit(); })));
+    m_projectActions.append(add("clearCanvasAction", QStringLiteral("Clear Canvas"),
+                                QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_K),
+                                onCanvas([](CanvasView* view) { view->clearCanvas(); })));
+    m_projectActions.append(
+        add("addByHandAction", QStringLiteral("Add by Hand…"), QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_N),
+            onCanvas([this](CanvasView* view) {
+                openComposer(view->viewport().toWorld(QPointF(view->width() / 2.0, view->height() / 2.0)),
+                             std::nullopt);
+            })));
+    QAction* palette =
+        add("paletteAction", QStringLiteral("Command Palette…"), QKeySequence(Qt::CTRL | Qt::Key_K), [this] {
+            if (m_session)
+                m_palette->open();
+        });
+    m_projectActions.append(palette);
+
     auto sync = [this] {
         for (QAction* action : m_projectActions)
             action->setEnabled(m_session != nullptr);

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <QPointF>
 #include <QPointer>
 #include <QWidget>
+#include <optional>
 
 class QAction;
 class QLabel;
@@ -17,6 +19,8 @@ namespace corvantis {
 
 class AppModel;
 class CanvasPage;
+class CommandPalette;
+class Composer;
 class GraphTableView;
 class ProjectSession;
 class RightPanel;
@@ -45,6 +49,9 @@ public:
     CanvasPage* canvasPage() const { return m_canvas; }
     Sidebar* sidebar() const { return m_sidebar; }
     RightPanel* rightPanel() const { return m_right; }
+    CommandPalette* palette() const { return m_palette; }
+    // Opens the composer of a node at a world point of the canvas; with `from`, connected to that node.
+    void openComposer(QPointF world, const std::optional<QString>& from);
     QToolButton* shapeButton() const { return m_shapeButton; }
     QToolButton* graphButton() const { return m_graphButton; }
     QToolButton* sidebarButton() const { return m_sidebarButton; }
@@ -87,6 +94,7 @@ private:
     void beginRenaming();
     void syncMode();
     void confirm();
+    void showComposer(Composer* composer);
     void fillSlot(QHBoxLayout* slot, QWidget* widget);
 
     AppModel& m_app;
@@ -110,6 +118,7 @@ private:
     QWidget* m_notes = nullptr;
     bool m_showsTable = false;
     QList<QAction*> m_projectActions;
+    CommandPalette* m_palette;
 };
 
 } // namespace corvantis
