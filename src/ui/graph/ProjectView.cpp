@@ -2,18 +2,26 @@
 
 #include "app/app/AppModel.h"
 #include "app/graph/ProjectSession.h"
+#include "ui/canvas/CanvasPage.h"
+#include "ui/canvas/CanvasView.h"
+#include "ui/canvas/CommandPalette.h"
+#include "ui/canvas/Composer.h"
 #include "ui/design/Theme.h"
-#include "ui/graph/GraphOverview.h"
-#include "ui/shape/ShapeView.h"
+#include "ui/graph/RightPanel.h"
+#include "ui/graph/Sidebar.h"
+#include "ui/shape/ShapePage.h"
 #include "ui/table/GraphTableView.h"
 
+#include <QAction>
 #include <QButtonGroup>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMenu>
 #include <QMessageBox>
 #include <QPointer>
 #include <QPushButton>
+#include <QSplitter>
 #include <QStackedWidget>
 #include <QToolButton>
 #include <QVBoxLayout>
@@ -32,28 +40,55 @@ QToolButton* segment(const QString& text, const QString& tip, QWidget* parent) {
     return button;
 }
 
+QHBoxLayout* slotLayout(QHBoxLayout* bar, const char* name, int stretch) {
+    auto* holder = new QWidget;
+    holder->setObjectName(QString::fromLatin1(name));
+    auto* slot = new QHBoxLayout(holder);
+    slot->setContentsMargins(0, 0, 0, 0);
+    bar->addWidget(holder, stretch);
+    return slot;
+}
+
 } // namespace
 
 ProjectView::ProjectView(AppModel& app, QWidget* parent)
     : QWidget(parent)
     , m_app(app)
+    , m_sidebarButton(new QToolButton(this))
     , m_name(new QLineEdit(this))
     , m_shapeButton(segment(QStringLiteral("Shape"), QStringLiteral("Shape (Ctrl+Alt+1)"), this))
     , m_graphButton(segment(QStringLiteral("Graph"), QStringLiteral("Graph (Ctrl+Alt+2)"), this))
-    , m_modes(new QStackedWidget(this))
-    , m_shape(new ShapeView(m_modes))
+    , m_vertical(new QSplitter(Qt::Vertical, this))
+    , m_columns(new QSplitter(Qt::Horizontal, m_vertical))
+    , m_sidebar(new Sidebar(m_columns))
+    , m_modes(new QStackedWidget(m_columns))
+    , m_shape(new ShapePage(m_modes))
     , m_graphFaces(new QStackedWidget(m_modes))
-    , m_overview(new GraphOverview(m_graphFaces))
-    , m_table(new GraphTableView(m_graphFaces)) {
+    , m_canvas(new CanvasPage(m_graphFaces))
+    , m_table(new GraphTableView(m_graphFaces))
+    , m_right(new RightPanel(m_columns))
+    , m_palette(new CommandPalette(this)) {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(0);
 
+    // -- Toolbar -----------------------------------------------------------------------------------------
     auto* bar = new QWidget(this);
+    bar->setObjectName(QStringLiteral("projectToolbar"));
     bar->setAutoFillBackground(true);
     auto* barLayout = new QHBoxLayout(bar);
     barLayout->setContentsMargins(Theme::space(3), Theme::space(2), Theme::space(3), Theme::space(2));
     barLayout->setSpacing(Theme::space(2));
+
+    m_sidebarButton->setObjectName(QStringLiteral("sidebarToggle"));
+    m_sidebarButton->setText(QStringLiteral("◧"));
+    m_sidebarButton->setToolTip(QStringLiteral("Show or hide the sidebar (Ctrl+Alt+S)"));
+    m_sidebarButton->setCheckable(true);
+    m_sidebarButton->setChecked(true);
+    m_sidebarButton->setAutoRaise(true);
+    connect(m_sidebarButton, &QToolButton::toggled, this, &ProjectView::setSidebarShown);
+    barLayout->addWidget(m_sidebarButton);
+
     auto* back = new QToolButton(bar);
     back->setText(QStringLiteral("‹ Projects"));
     back->setToolTip(QStringLiteral("Back to the projects"));
@@ -68,9 +103,9 @@ ProjectView::ProjectView(AppModel& app, QWidget* parent)
     nameFont.setWeight(QFont::DemiBold);
     nameFont.setPointSizeF(nameFont.pointSizeF() * 1.1);
     m_name->setFont(nameFont);
-    m_name->setMaximumWidth(320);
+    m_name->setMaximumWidth(260);
     barLayout->addWidget(m_name);
-    barLayout->addSpacing(Theme::space(4));
+    barLayout->addSpacing(Theme::space(2));
 
     auto* modes = new QButtonGroup(this);
     modes->setExclusive(true);
@@ -80,14 +115,51 @@ ProjectView::ProjectView(AppModel& app, QWidget* parent)
     modes->addButton(m_graphButton);
     barLayout->addWidget(m_shapeButton);
     barLayout->addWidget(m_graphButton);
-    barLayout->addStretch();
+
+    // The canvas's brush: a tool picked here or with B on the canvas.
+    auto* brush = new QToolButton(bar);
+    brush->setObjectName(QStringLiteral("brushTool"));
+    brush->setText(QStringLiteral("Brush"));
+    brush->setToolTip(QStringLiteral("Mark nodes for removal by brushing over them (B)"));
+    brush->setCheckable(true);
+    brush->setAutoRaise(true);
+    CanvasView* canvas = m_canvas->canvas();
+    connect(brush, &QToolButton::toggled, canvas, &CanvasView::setBrushTool);
+    connect(canvas, &CanvasView::brushToolChanged, brush,
+            [brush, canvas] { brush->setChecked(canvas->brushTool()); });
+    barLayout->addWidget(brush);
+    barLayout->addSpacing(Theme::space(4));
+
+    m_askSlot = slotLayout(barLayout, "askBarSlot", 1);
+    m_buildSlot = slotLayout(barLayout, "buildSlot", 0);
+    m_statusSlot = slotLayout(barLayout, "embeddingStatusSlot", 0);
+
+    auto* settings = new QToolButton(bar);
+    settings->setObjectName(QStringLiteral("settingsButton"));
+    settings->setText(QStringLiteral("⚙"));
+    settings->setToolTip(QStringLiteral("Settings (Ctrl+,)"));
+    settings->setAutoRaise(true);
+    connect(settings, &QToolButton::clicked, this, &ProjectView::settingsRequested);
+    barLayout->addWidget(settings);
     layout->addWidget(bar);
 
-    m_graphFaces->addWidget(m_overview);
+    // -- Columns and the notes panel ---------------------------------------------------------------------
+    m_graphFaces->addWidget(m_canvas);
     m_graphFaces->addWidget(m_table);
     m_modes->addWidget(m_shape);
     m_modes->addWidget(m_graphFaces);
-    layout->addWidget(m_modes, 1);
+    m_columns->addWidget(m_sidebar);
+    m_columns->addWidget(m_modes);
+    m_columns->addWidget(m_right);
+    m_columns->setStretchFactor(0, 0);
+    m_columns->setStretchFactor(1, 1);
+    m_columns->setStretchFactor(2, 0);
+    m_columns->setCollapsible(1, false);
+    m_columns->setSizes({220, 800, 300});
+    m_right->hide();
+    m_vertical->addWidget(m_columns);
+    m_vertical->setCollapsible(0, false);
+    layout->addWidget(m_vertical, 1);
 
     connect(m_shapeButton, &QToolButton::clicked, this, [this] {
         if (m_session)
@@ -97,7 +169,30 @@ ProjectView::ProjectView(AppModel& app, QWidget* parent)
         if (m_session)
             m_session->setMode(SessionMode::Graph);
     });
-    connect(m_overview, &GraphOverview::showTableRequested, this, [this] { setShowsTable(true); });
+    connect(m_sidebar, &Sidebar::typeActivated, this, [this](const QUuid& type) {
+        if (m_session)
+            m_session->setMode(SessionMode::Graph);
+        setShowsTable(false);
+        m_canvas->showType(type);
+    });
+    connect(m_palette, &CommandPalette::nodeChosen, this, [this](const QString& id) {
+        if (m_session)
+            m_session->setMode(SessionMode::Graph);
+        setShowsTable(false);
+        m_canvas->canvas()->revealNode(id);
+    });
+    connect(canvas, &CanvasView::connectionDrawn, this,
+            [this](const QString& from, const std::optional<QString>& to, QPointF world) {
+                if (!m_session)
+                    return;
+                if (!to) {
+                    openComposer(world, from);
+                    return;
+                }
+                if (*to == from)
+                    return;
+                showComposer(new Composer(*m_session, from, *to, this));
+            });
     connect(m_name, &QLineEdit::editingFinished, this, &ProjectView::commitName);
     connect(&m_app, &AppModel::sessionChanged, this, &ProjectView::bindSession);
     connect(&m_app, &AppModel::renamingChanged, this, &ProjectView::beginRenaming);
@@ -109,6 +204,10 @@ ProjectView::~ProjectView() {
         disconnect(m_session, nullptr, this, nullptr);
 }
 
+ShapeView* ProjectView::shapeView() const {
+    return m_shape->listView();
+}
+
 void ProjectView::bindSession() {
     if (m_session)
         disconnect(m_session, nullptr, this, nullptr);
@@ -116,7 +215,10 @@ void ProjectView::bindSession() {
     m_session = session;
     m_shape->setSession(session);
     m_table->setSession(session);
-    m_overview->setSession(session);
+    m_canvas->setSession(session);
+    m_sidebar->setSession(session);
+    m_right->setSession(session);
+    m_palette->setSession(session);
     if (!session)
         return;
     auto sync = [this, session] {
@@ -137,7 +239,7 @@ void ProjectView::syncMode() {
     m_shapeButton->setChecked(shape);
     m_graphButton->setChecked(!shape);
     m_modes->setCurrentWidget(shape ? static_cast<QWidget*>(m_shape) : m_graphFaces);
-    m_graphFaces->setCurrentWidget(m_showsTable ? static_cast<QWidget*>(m_table) : m_overview);
+    m_graphFaces->setCurrentWidget(m_showsTable ? static_cast<QWidget*>(m_table) : m_canvas);
 }
 
 void ProjectView::setShowsTable(bool shows) {
@@ -148,6 +250,129 @@ void ProjectView::setShowsTable(bool shows) {
         emit showsTableChanged();
     }
     syncMode();
+    if (!shows && isVisible())
+        m_canvas->canvas()->setFocus();
+}
+
+void ProjectView::openComposer(QPointF world, const std::optional<QString>& from) {
+    if (!m_session)
+        return;
+    showComposer(new Composer(*m_session, world, from, this));
+}
+
+void ProjectView::showComposer(Composer* composer) {
+    composer->setAttribute(Qt::WA_DeleteOnClose);
+    composer->setWindowModality(Qt::WindowModal);
+    // Back on the canvas afterwards, so that Undo and the canvas's keys go where the person looks.
+    connect(composer, &QDialog::finished, m_canvas->canvas(), [this] { m_canvas->canvas()->setFocus(); });
+    composer->open();
+}
+
+void ProjectView::addViewActions(QMenu* menu) {
+    auto add = [&](const char* name, const QString& text, const QKeySequence& keys, auto slot) {
+        QAction* action = menu->addAction(text);
+        action->setObjectName(QString::fromLatin1(name));
+        action->setShortcut(keys);
+        connect(action, &QAction::triggered, this, slot);
+        return action;
+    };
+    QAction* sidebar =
+        add("toggleSidebarAction", QStringLiteral("Sidebar"), QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_S),
+            [this] { setSidebarShown(!sidebarShown()); });
+    sidebar->setCheckable(true);
+    sidebar->setChecked(sidebarShown());
+    connect(this, &ProjectView::sidebarShownChanged, sidebar,
+            [this, sidebar] { sidebar->setChecked(sidebarShown()); });
+    m_projectActions.append(sidebar);
+    menu->addSeparator();
+    CanvasView* canvas = m_canvas->canvas();
+    auto onCanvas = [this, canvas](auto run) {
+        return [this, canvas, run] {
+            if (!m_session)
+                return;
+            m_session->setMode(SessionMode::Graph);
+            setShowsTable(false);
+            run(canvas);
+        };
+    };
+    m_projectActions.append(add("zoomToFitAction", QStringLiteral("Zoom to Fit"),
+                                QKeySequence(Qt::CTRL | Qt::Key_0),
+                                onCanvas([](CanvasView* view) { view->zoomToFit(); })));
+    m_projectActions.append(add("clearCanvasAction", QStringLiteral("Clear Canvas"),
+                                QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_K),
+                                onCanvas([](CanvasView* view) { view->clearCanvas(); })));
+    m_projectActions.append(
+        add("addByHandAction", QStringLiteral("Add by Hand…"), QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_N),
+            onCanvas([this](CanvasView* view) {
+                openComposer(view->viewport().toWorld(QPointF(view->width() / 2.0, view->height() / 2.0)),
+                             std::nullopt);
+            })));
+    QAction* palette =
+        add("paletteAction", QStringLiteral("Command Palette…"), QKeySequence(Qt::CTRL | Qt::Key_K), [this] {
+            if (m_session)
+                m_palette->open();
+        });
+    m_projectActions.append(palette);
+
+    auto sync = [this] {
+        for (QAction* action : m_projectActions)
+            action->setEnabled(m_session != nullptr);
+    };
+    connect(&m_app, &AppModel::sessionChanged, this, sync);
+    sync();
+}
+
+bool ProjectView::sidebarShown() const {
+    return !m_sidebar->isHidden();
+}
+
+void ProjectView::setSidebarShown(bool shown) {
+    if (sidebarShown() == shown)
+        return;
+    m_sidebar->setVisible(shown);
+    m_sidebarButton->setChecked(shown);
+    emit sidebarShownChanged();
+}
+
+void ProjectView::fillSlot(QHBoxLayout* slot, QWidget* widget) {
+    while (QLayoutItem* item = slot->takeAt(0)) {
+        delete item->widget();
+        delete item;
+    }
+    if (widget)
+        slot->addWidget(widget);
+}
+
+void ProjectView::setAskBar(QWidget* bar) {
+    fillSlot(m_askSlot, bar);
+}
+
+void ProjectView::setBuildButton(QWidget* button) {
+    fillSlot(m_buildSlot, button);
+}
+
+void ProjectView::setEmbeddingStatus(QWidget* status) {
+    fillSlot(m_statusSlot, status);
+}
+
+void ProjectView::setNotesPanel(QWidget* panel) {
+    delete m_notes;
+    m_notes = panel;
+    if (!panel)
+        return;
+    m_vertical->addWidget(panel);
+    m_vertical->setStretchFactor(0, 1);
+    m_vertical->setStretchFactor(1, 0);
+    panel->hide();
+}
+
+void ProjectView::setNotesPanelShown(bool shown) {
+    if (m_notes)
+        m_notes->setVisible(shown);
+}
+
+void ProjectView::addSidebarSection(QWidget* section) {
+    m_sidebar->addSection(section);
 }
 
 void ProjectView::confirm() {

@@ -1,25 +1,40 @@
 #pragma once
 
+#include <QPointF>
 #include <QPointer>
 #include <QWidget>
+#include <optional>
 
+class QAction;
 class QLabel;
+class QMenu;
 class QLineEdit;
+class QSplitter;
 class QStackedWidget;
 class QToolButton;
+class QHBoxLayout;
+class QVBoxLayout;
 
 namespace corvantis {
 
 class AppModel;
-class GraphOverview;
+class CanvasPage;
+class CommandPalette;
+class Composer;
 class GraphTableView;
 class ProjectSession;
+class RightPanel;
+class ShapePage;
 class ShapeView;
+class Sidebar;
 
-// The window's face while a project is open: a bar with the way back to the projects, the project's
-// name (click to rename) and the switch between Shape and Graph, over the view of the mode. Graph mode
-// shows the table of the graph, or an overview while the table is hidden. Shape edits that would delete
-// data are confirmed here.
+// The window's face while a project is open.
+//
+// A toolbar (sidebar toggle, the way back to the projects, the project's name, the Shape and Graph
+// switch, then slots for the Ask bar, Build and the embedding status, and the settings) over three
+// columns: the sidebar, the centre and the right panel; below them the notes panel's slot. The centre
+// shows the mode: the shape canvas in Shape mode, and in Graph mode the canvas with its chip strip, or the
+// table (Ctrl+T). Shape edits that would delete data are confirmed here.
 class ProjectView : public QWidget {
     Q_OBJECT
 public:
@@ -28,18 +43,50 @@ public:
     ~ProjectView() override;
 
     QLineEdit* nameField() const { return m_name; }
-    ShapeView* shapeView() const { return m_shape; }
+    ShapeView* shapeView() const;
+    ShapePage* shapePage() const { return m_shape; }
     GraphTableView* tableView() const { return m_table; }
-    GraphOverview* overview() const { return m_overview; }
+    CanvasPage* canvasPage() const { return m_canvas; }
+    Sidebar* sidebar() const { return m_sidebar; }
+    RightPanel* rightPanel() const { return m_right; }
+    CommandPalette* palette() const { return m_palette; }
+    // Opens the composer of a node at a world point of the canvas; with `from`, connected to that node.
+    void openComposer(QPointF world, const std::optional<QString>& from);
     QToolButton* shapeButton() const { return m_shapeButton; }
     QToolButton* graphButton() const { return m_graphButton; }
+    QToolButton* sidebarButton() const { return m_sidebarButton; }
 
-    // Whether Graph mode shows the table (View ▸ Show Table).
+    // Whether Graph mode shows the table (View ▸ Show Table) rather than the canvas.
     bool showsTable() const { return m_showsTable; }
     void setShowsTable(bool shows);
 
+    // Adds the window's commands for the project (sidebar, canvas, palette, composer) to a menu; their
+    // shortcuts work wherever the window has focus.
+    void addViewActions(QMenu* menu);
+
+    bool sidebarShown() const;
+    void setSidebarShown(bool shown);
+
+    // -- Slots the other areas of the window fill ------------------------------------------------------
+
+    // The Ask bar with its mode picker, in the middle of the toolbar. The view takes ownership; a later
+    // call replaces the earlier widget.
+    void setAskBar(QWidget* bar);
+    // The Build button, right of the Ask bar.
+    void setBuildButton(QWidget* button);
+    // The small status of embedding work, beside Build.
+    void setEmbeddingStatus(QWidget* status);
+    // The notes panel under the three columns; hidden until `setNotesPanelShown(true)` (Ctrl+J).
+    void setNotesPanel(QWidget* panel);
+    QWidget* notesPanel() const { return m_notes; }
+    void setNotesPanelShown(bool shown);
+    // A section of the sidebar under the node types (saved questions, the notes tree).
+    void addSidebarSection(QWidget* section);
+
 signals:
     void showsTableChanged();
+    void sidebarShownChanged();
+    void settingsRequested();
 
 private:
     void bindSession();
@@ -47,18 +94,31 @@ private:
     void beginRenaming();
     void syncMode();
     void confirm();
+    void showComposer(Composer* composer);
+    void fillSlot(QHBoxLayout* slot, QWidget* widget);
 
     AppModel& m_app;
     QPointer<ProjectSession> m_session;
+    QToolButton* m_sidebarButton;
     QLineEdit* m_name;
     QToolButton* m_shapeButton;
     QToolButton* m_graphButton;
+    QHBoxLayout* m_askSlot;
+    QHBoxLayout* m_buildSlot;
+    QHBoxLayout* m_statusSlot;
+    QSplitter* m_vertical;
+    QSplitter* m_columns;
+    Sidebar* m_sidebar;
     QStackedWidget* m_modes;
-    ShapeView* m_shape;
+    ShapePage* m_shape;
     QStackedWidget* m_graphFaces;
-    GraphOverview* m_overview;
+    CanvasPage* m_canvas;
     GraphTableView* m_table;
-    bool m_showsTable = true;
+    RightPanel* m_right;
+    QWidget* m_notes = nullptr;
+    bool m_showsTable = false;
+    QList<QAction*> m_projectActions;
+    CommandPalette* m_palette;
 };
 
 } // namespace corvantis

@@ -164,6 +164,10 @@ void MainWindow::buildMenus() {
     connect(view, &QMenu::aboutToShow, this, syncView);
     syncView();
     view->addSeparator();
+    // The project window's own commands (sidebar, canvas, palette, adding by hand).
+    m_projectView->addViewActions(view);
+    connect(m_projectView, &ProjectView::settingsRequested, this, &MainWindow::showSettings);
+    view->addSeparator();
 
     QMenu* appearance = view->addMenu(QStringLiteral("Appearance"));
     auto* group = new QActionGroup(this);
