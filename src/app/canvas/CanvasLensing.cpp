@@ -435,6 +435,10 @@ std::unique_ptr<ArrangedCanvas> CanvasState::makeArranged() const {
         for (const Arrangement::Group& group : made->layout.groups)
             if (!keys.contains(group.key))
                 keys.append(group.key);
+        // Lanes the filter emptied still count what they hold off the canvas, for the arrange panel.
+        for (auto it = hidden.constBegin(); it != hidden.constEnd(); ++it)
+            if (!keys.contains(it.key()))
+                keys.append(it.key());
         for (const QString& key : keys) {
             std::optional<QString> color;
             if (lens.group->kind == LensKey::Kind::type)
