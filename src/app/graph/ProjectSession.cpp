@@ -1,6 +1,7 @@
 #include "app/graph/ProjectSession.h"
 
 #include "app/canvas/CanvasState.h"
+#include "app/canvas/CanvasViews.h"
 #include "app/graph/ProjectPreferences.h"
 #include "app/notes/NotesModel.h"
 #include "app/undo/UndoStack.h"
@@ -17,7 +18,6 @@ namespace {
 
 // Above this many nodes a layout without a saved `shown` opens on an empty canvas.
 constexpr int showAllLimit = 300;
-constexpr int layoutSaveDelayMs = 600;
 
 QString unavailableNotice(const QString& projectName, const GraphStoreError& error) {
     if (error.kind() == GraphStoreError::Kind::Locked)
@@ -47,32 +47,38 @@ ProjectSession::ProjectSession(const Project& project, const ProjectLibrary& lib
     : QObject(parent)
     , m_project(project)
     , m_library(library)
-    , m_graphCanvas(new CanvasState(layoutSaveDelayMs, this))
+    , m_canvases(new CanvasViews(
+          *this, settings,
+          [this](const QStringList& nodes, const QStringList& rels) {
+              removeRecords(nodes, rels, QStringLiteral("Delete"));
+          },
+          this))
     , m_shape(new ShapeEditor(*this, this))
     , m_preferences(new ProjectPreferences(settings, project.id, this)) {
-    connect(m_graphCanvas, &CanvasState::saveDue, this, &ProjectSession::saveLayout);
+    connect(&m_canvases->graph(), &CanvasState::saveDue, this, &ProjectSession::saveLayout);
     open(std::move(openStore));
 
     // The notes come after the records, so that their first sweep and their tags see the graph.
     m_notes = new NotesModel(*this, m_library, settings, this);
     m_notes->setRecentNodes(
-        [this] { return QStringList(m_graphCanvas->shown().begin(), m_graphCanvas->shown().end()); });
+        [this] { return QStringList(m_canvases->graph().shown().begin(), m_canvases->graph().shown().end()); });
     connect(this, &ProjectSession::graphChanged, m_notes, &NotesModel::graphChanged);
     connect(this, &ProjectSession::projectChanged, m_notes, &NotesModel::graphChanged);
     // A tag followed from a note: the graph shows its target, selected; a relationship's ends come along.
     connect(m_notes, &NotesModel::openInGraph, this, [this](const NoteTag& tag) {
         setMode(SessionMode::Graph);
         if (tag.kind == NoteTag::Kind::Node && m_nodes.contains(tag.id)) {
-            if (!m_graphCanvas->shown().contains(tag.id))
-                m_graphCanvas->put(tag.id, std::nullopt);
+            if (!m_canvases->graph().shown().contains(tag.id))
+                m_canvases->graph().put(tag.id, std::nullopt);
             setSelection(GraphSelection::node(tag.id));
         } else if (const auto rel = m_rels.constFind(tag.id); rel != m_rels.cend()) {
             for (const QString& end : {rel->from, rel->to})
-                if (m_nodes.contains(end) && !m_graphCanvas->shown().contains(end))
-                    m_graphCanvas->put(end, std::nullopt);
+                if (m_nodes.contains(end) && !m_canvases->graph().shown().contains(end))
+                    m_canvases->graph().put(end, std::nullopt);
             setSelection(GraphSelection::relationship(tag.id));
         }
     });
+    m_canvases->restoreLens();
 }
 
 ProjectSession::~ProjectSession() {
@@ -133,7 +139,7 @@ void ProjectSession::openGraph(const SessionStoreOpener& openStore) {
         }
     }
     const GraphLayout layout = m_library.layout(m_project.id);
-    m_graphCanvas->restore(layout, QSet<QString>(m_nodes.keyBegin(), m_nodes.keyEnd()), showAllLimit);
+    m_canvases->graph().restore(layout, QSet<QString>(m_nodes.keyBegin(), m_nodes.keyEnd()), showAllLimit);
     rebuildDerived();
 }
 
@@ -202,8 +208,11 @@ bool ProjectSession::reloadGraph() {
         m_rels.clear();
         setNotice(recordsLostNotice);
     }
-    m_graphCanvas->keepOnly(
-        [this](const QString& id) { return m_nodes.contains(id) || m_rels.contains(id); });
+    const auto exists = [this](const QString& id) {
+        return m_nodes.contains(id) || m_rels.contains(id);
+    };
+    m_canvases->graph().keepOnly(exists);
+    m_canvases->answer().keepOnly(exists);
     for (const QString& id : m_selection.ids) {
         if (!m_nodes.contains(id) && !m_rels.contains(id)) {
             setSelection(GraphSelection());
@@ -370,7 +379,7 @@ void ProjectSession::saveLayout() {
     if (!m_project.isFinalized() || m_graphUnavailable || m_recordsLost)
         return;
     try {
-        m_library.saveLayout(m_graphCanvas->layout(), m_project.id);
+        m_library.saveLayout(m_canvases->graph().layout(), m_project.id);
     } catch (const UserFacingError&) {
         // The layout is a convenience: a failure to write it must not disturb the person's work.
     }
@@ -380,7 +389,7 @@ QCoro::Task<> ProjectSession::close() {
     if (m_closed)
         co_return;
     m_closed = true;
-    m_graphCanvas->stopSaving();
+    m_canvases->shutDown();
     m_notes->close();
     saveLayout();
     retryPendingSave();
@@ -396,6 +405,10 @@ QCoro::Task<> ProjectSession::close() {
     }
     emit closed();
     co_return;
+}
+
+CanvasState& ProjectSession::graphCanvas() const {
+    return m_canvases->graph();
 }
 
 // -- Plain state -------------------------------------------------------------------------------------
