@@ -27,4 +27,4 @@ command = "/a"
 [other]' > "$out/corpus/seed-toml"
 ASAN_OPTIONS=detect_leaks=0 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
   nice -n 19 "$out/mcp_line_fuzzer" -max_total_time="$seconds" -max_len=65536 -jobs="$jobs" -workers="$jobs" \
-  -print_final_stats=1 "$out/corpus"
+  -print_final_stats=1 -artifact_prefix="$out/" "$out/corpus"

@@ -14,6 +14,7 @@
 #include <QProcess>
 #include <QTcpSocket>
 #include <QThread>
+#include <algorithm>
 #include <cstdio>
 #include <memory>
 #include <unistd.h>
@@ -106,7 +107,8 @@ void refuse(const QByteArray& line) {
     if (!message.value(QStringLiteral("method")).isString() || !message.contains(QStringLiteral("id")))
         return;
     QByteArray id = JsonText::rawMember(line, u"id").value_or(QByteArray());
-    if (id.isEmpty() || !QJsonDocument::fromJson("[" + id + "]").isArray())
+    const bool control = std::any_of(id.cbegin(), id.cend(), [](char c) { return uchar(c) < 0x20; });
+    if (id.isEmpty() || control || !QJsonDocument::fromJson("[" + id + "]").isArray())
         id = JsonText::compact(message.value(QStringLiteral("id")));
     const QJsonObject error{{QStringLiteral("code"), -32000},
                             {QStringLiteral("message"), QString::fromUtf8(notRunning)}};

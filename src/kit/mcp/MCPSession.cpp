@@ -6,16 +6,22 @@
 #include <QJsonDocument>
 #include <QJsonParseError>
 #include <QMutexLocker>
+#include <algorithm>
 
 namespace corvantis {
 
 namespace {
 
 // The id's text as the client wrote it: a string or a number exactly as it came (so 1 stays 1 and
-// never turns into 1.0), anything else as JSON of its value.
+// never turns into 1.0), anything else as JSON of its value. The parser lets raw control characters
+// through inside strings; such an id is written anew, escaped, since a raw line feed would split the
+// answer in two.
 QByteArray idText(const QByteArray& line, const QJsonValue& id) {
     if (id.isString() || id.isDouble() || id.isNull()) {
-        if (auto raw = JsonText::rawMember(line, u"id")) {
+        auto raw = JsonText::rawMember(line, u"id");
+        if (raw && std::any_of(raw->cbegin(), raw->cend(), [](char c) { return uchar(c) < 0x20; }))
+            raw.reset();
+        if (raw) {
             // The raw text must say what the parser read; a scanner that disagreed would be wrong.
             const QJsonDocument check = QJsonDocument::fromJson("[" + *raw + "]");
             if (check.isArray() && check.array().size() == 1 && check.array().first() == id)
