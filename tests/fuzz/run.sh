@@ -25,6 +25,9 @@ printf '%s' '# c
 [mcp_servers.corvantis]
 command = "/a"
 [other]' > "$out/corpus/seed-toml"
+parallel=()
+[ "$jobs" -gt 1 ] && parallel=(-jobs="$jobs" -workers="$jobs")
+cd "$out"
 ASAN_OPTIONS=detect_leaks=0 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
-  nice -n 19 "$out/mcp_line_fuzzer" -max_total_time="$seconds" -max_len=65536 -jobs="$jobs" -workers="$jobs" \
+  nice -n 19 ./mcp_line_fuzzer -max_total_time="$seconds" -max_len=65536 "${parallel[@]}" \
   -print_final_stats=1 -artifact_prefix="$out/" "$out/corpus"

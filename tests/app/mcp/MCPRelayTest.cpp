@@ -3,6 +3,7 @@
 #include <QFile>
 #include <QJsonArray>
 #include <QProcess>
+#include <QStandardPaths>
 
 using namespace corvantis;
 using namespace corvantis::test;
@@ -128,4 +129,28 @@ TEST(MCPRelay, KeepsToTheProgramThatAnswersTheWelcome) {
     EXPECT_EQ(output, "{\"id\":5,\"jsonrpc\":\"2.0\",\"result\":{}}\n");
     helper.closeWriteChannel();
     EXPECT_TRUE(waitUntil([&] { return helper.state() == QProcess::NotRunning; }, 30000));
+}
+
+// The official MCP TypeScript SDK client drives the relay (tests/mcp-client, installed by `make test`).
+TEST(MCPRelay, TheOfficialClientReadsTheProjectThroughTheRelay) {
+    const QString node = QStandardPaths::findExecutable("node");
+    if (node.isEmpty())
+        GTEST_SKIP() << "Node.js isn't installed, so the MCP SDK client test is skipped.";
+    const QString folder = QStringLiteral(CORVANTIS_SOURCE_DIR "/tests/mcp-client");
+    if (!QFileInfo::exists(folder + "/node_modules/@modelcontextprotocol/sdk/package.json"))
+        GTEST_SKIP() << "The MCP SDK isn't installed in tests/mcp-client; `make test` installs it (npm ci).";
+    World world;
+    QProcess client;
+    client.setWorkingDirectory(folder);
+    client.start(node, {folder + "/client.mjs", relay});
+    ASSERT_TRUE(client.waitForStarted());
+    ASSERT_TRUE(waitUntil([&] { return client.state() == QProcess::NotRunning; }, 120000));
+    const QByteArray errors = client.readAllStandardError();
+    ASSERT_EQ(client.exitCode(), 0) << errors.toStdString();
+    const QJsonObject seen = QJsonDocument::fromJson(client.readAllStandardOutput().trimmed()).object();
+    EXPECT_EQ(seen.value("tools").toInt(), 11);
+    EXPECT_EQ(seen.value("searched").toString(), world.charles);
+    // The refused write left the graph as it was.
+    EXPECT_EQ(world.storedCount("MATCH (p:Person) RETURN p.id"), 2);
+    EXPECT_EQ(world.session().nodes().size(), 3);
 }
