@@ -50,8 +50,8 @@ QString ConnectorPane::stateText(int state) {
 ConnectorPane::ConnectorPane(AppModel& app, QWidget* parent)
     : QWidget(parent)
     , m_app(app)
-    , m_enabled(new QCheckBox(
-          QStringLiteral("Let other AI apps read this program's projects and propose drafts"), this))
+    , m_enabled(
+          new QCheckBox(QStringLiteral("Let other AI apps read your projects and propose drafts"), this))
     , m_status(coloured(Theme::secondaryText(), this))
     , m_connected(coloured(Theme::secondaryText(), this))
     , m_snippet(new QPlainTextEdit(this)) {
@@ -116,7 +116,8 @@ ConnectorPane::ConnectorPane(AppModel& app, QWidget* parent)
     m_snippet->setReadOnly(true);
     m_snippet->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
     m_snippet->setPlainText(connections.snippet());
-    m_snippet->setMaximumHeight(m_snippet->fontMetrics().lineSpacing() * 9);
+    m_snippet->setMinimumHeight(m_snippet->fontMetrics().lineSpacing() * 12);
+    m_snippet->setMaximumHeight(m_snippet->fontMetrics().lineSpacing() * 12);
     layout->addWidget(m_snippet);
     auto* copy = new QPushButton(QStringLiteral("Copy"), this);
     copy->setObjectName("mcpCopy");
