@@ -33,6 +33,7 @@ AppModel::AppModel(std::unique_ptr<Settings> settings, const QString& libraryRoo
             return tools->call(std::move(name), std::move(arguments), std::move(client));
         },
         QCoreApplication::applicationVersion(), this);
+    connect(m_mcpTools, &MCPTools::frontRequested, this, &AppModel::frontRequested);
     m_mcpConnections = new MCPConnections(this);
     m_sidebarHidden = m_settings->sidebarHidden();
 

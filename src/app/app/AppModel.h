@@ -117,6 +117,8 @@ signals:
     void renamingChanged();
     void deletingChanged();
     void noticeChanged();
+    // A connected app showed the person something: the window comes to the front.
+    void frontRequested();
 
 private:
     void setSession(ProjectSession* session);

@@ -1,6 +1,8 @@
 #include "app/mcp/MCPTools.h"
 
 #include "app/app/AppModel.h"
+#include "app/canvas/CanvasState.h"
+#include "app/canvas/CanvasViews.h"
 #include "app/graph/ProjectSession.h"
 #include "app/mcp/MCPToolError.h"
 #include "kit/mcp/CorvantisMCP.h"
@@ -8,6 +10,7 @@
 #include "kit/mcp/MCPShapeText.h"
 #include "kit/mcp/MCPWordSearch.h"
 #include "kit/query/CypherGuard.h"
+#include "kit/support/Counted.h"
 #include "kit/support/Json.h"
 
 #include <QJsonArray>
@@ -275,17 +278,31 @@ MCPToolResult MCPTools::checkProposal(const QJsonObject& arguments) const {
                        "conversation."));
 }
 
-MCPToolResult MCPTools::showNodes(const QJsonObject& arguments) const {
-    const ProjectSession* open = session();
-    int kept = 0;
+MCPToolResult MCPTools::showNodes(const QJsonObject& arguments) {
+    ProjectSession* open = session();
+    QStringList ids;
     for (const QJsonValue& value : arguments.value(QStringLiteral("ids")).toArray())
-        if (auto id = CorvantisMCP::text(value); id && open->nodes().contains(*id))
-            ++kept;
-    if (kept == 0)
+        if (auto id = CorvantisMCP::text(value); id && open->nodes().contains(*id) && !ids.contains(*id))
+            ids << *id;
+    if (ids.isEmpty())
         throw MCPToolError(QStringLiteral("None of those ids is a node in the open project."));
-    throw MCPToolError(
-        QStringLiteral("This copy of Corvantis can't bring nodes onto its canvas for other apps yet. "
-                       "Tell the person their names; they can find them with Search."));
+    // On the graph's own canvas: the answer view steps aside, the nodes not yet there come on, and the
+    // view frames them all.
+    open->setMode(SessionMode::Graph);
+    CanvasViews& views = open->canvases();
+    if (views.showsAnswer())
+        views.hideAnswer();
+    CanvasState& canvas = views.graph();
+    QStringList coming;
+    for (const QString& id : std::as_const(ids))
+        if (!canvas.shown().contains(id))
+            coming << id;
+    if (!coming.isEmpty())
+        canvas.reveal(coming);
+    canvas.fitGraph(QSet<QString>(ids.cbegin(), ids.cend()));
+    emit frontRequested();
+    return MCPToolResult(QStringLiteral("Corvantis shows ") + counted(ids.size(), QStringLiteral("node")) +
+                         QStringLiteral(" on its canvas, framed for the person to see."));
 }
 
 } // namespace corvantis

@@ -26,6 +26,10 @@ public:
     // The open session with its graph open; fails with MCPToolError otherwise.
     ProjectSession* session() const;
 
+signals:
+    // A tool showed the person something: the window comes to the front.
+    void frontRequested();
+
 private:
     MCPToolResult listProjects() const;
     MCPToolResult openProject(const QJsonObject& arguments);
@@ -35,7 +39,7 @@ private:
     QCoro::Task<MCPToolResult> runCypher(QJsonObject arguments);
     MCPToolResult getNode(const QJsonObject& arguments) const;
     MCPToolResult checkProposal(const QJsonObject& arguments) const;
-    MCPToolResult showNodes(const QJsonObject& arguments) const;
+    MCPToolResult showNodes(const QJsonObject& arguments);
 
     QPointer<AppModel> m_app;
 };

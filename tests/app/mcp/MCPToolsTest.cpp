@@ -1,8 +1,11 @@
 #include "app/mcp/MCPTools.h"
 
+#include "app/canvas/CanvasState.h"
+#include "app/canvas/CanvasViews.h"
 #include "tests/app/mcp/MCPTestSupport.h"
 
 #include <QJsonArray>
+#include <QSignalSpy>
 
 using namespace corvantis;
 using namespace corvantis::test;
@@ -182,6 +185,7 @@ TEST(MCPTools, ToolsThatNeedAProjectSaySoAndDraftsAreNotTakenYet) {
     EXPECT_TRUE(text.contains("nothing was sent and the graph is unchanged")) << text.toStdString();
     std::tie(text, isError) = client.tool("show_nodes", {{"ids", QJsonArray{"NOPE"}}});
     EXPECT_EQ(text, "None of those ids is a node in the open project.");
+    EXPECT_TRUE(isError);
     std::tie(text, isError) = client.tool("check_proposal", {{"id", "12"}});
     EXPECT_TRUE(isError);
     EXPECT_TRUE(
@@ -197,6 +201,26 @@ TEST(MCPTools, ToolsThatNeedAProjectSaySoAndDraftsAreNotTakenYet) {
         EXPECT_TRUE(isError) << tool;
     }
     EXPECT_FALSE(client.tool("list_projects").second);
+}
+
+TEST(MCPTools, ShowNodesBringsThemOntoTheGraphCanvas) {
+    World world;
+    LineClient client(world.ports.base());
+    CanvasState& canvas = world.session().canvases().graph();
+    canvas.hide(QSet<QString>{world.ada, world.charles, world.london});
+    ASSERT_FALSE(canvas.shown().contains(world.ada));
+    world.session().setMode(SessionMode::Shape);
+    QSignalSpy front(world.app.get(), &AppModel::frontRequested);
+
+    const auto [text, isError] =
+        client.tool("show_nodes", {{"ids", QJsonArray{world.ada, "NOPE", world.london, world.ada}}});
+    EXPECT_FALSE(isError) << text.toStdString();
+    EXPECT_EQ(text, "Corvantis shows 2 nodes on its canvas, framed for the person to see.");
+    EXPECT_TRUE(canvas.shown().contains(world.ada));
+    EXPECT_TRUE(canvas.shown().contains(world.london));
+    EXPECT_FALSE(canvas.shown().contains(world.charles));
+    EXPECT_EQ(world.session().mode(), SessionMode::Graph);
+    EXPECT_EQ(front.count(), 1);
 }
 
 TEST(MCPTools, OneHundredQueriesOnOneConnectionAreAllAnswered) {
