@@ -6,6 +6,7 @@
 #include "kit/mcp/CorvantisMCP.h"
 #include "kit/mcp/JsonText.h"
 #include "kit/mcp/MCPClientConfig.h"
+#include "kit/mcp/MCPDraftReading.h"
 #include "kit/mcp/MCPSession.h"
 #include "tests/support/AwaitTask.h"
 
@@ -85,8 +86,46 @@ inline std::string checkConfig(const QByteArray& input) {
     return {};
 }
 
+// The draft readers take any object, and what they give is always in the one form.
+inline std::string checkDrafts(const QByteArray& input) {
+    const QJsonDocument document = QJsonDocument::fromJson(input);
+    if (!document.isObject())
+        return {};
+    // A request's arguments are where a client puts a draft; the whole object is tried as well.
+    QList<QJsonObject> tries{document.object()};
+    const QJsonValue arguments = document.object().value("params").toObject().value("arguments");
+    if (arguments.isObject())
+        tries << arguments.toObject();
+    for (const QJsonObject& given : tries) {
+        try {
+            const QJsonObject draft = CorvantisMCP::graphDraft(given);
+            for (const char* key : {"nodes", "relationships", "changes"})
+                for (const QJsonValue& item : draft.value(key).toArray())
+                    for (const QJsonValue& property : item.toObject().value("properties").toArray())
+                        if (!property.toObject().value("value").isString())
+                            return "a draft's value isn't text";
+            if (!draft.value("summary").isString())
+                return "a draft's summary isn't text";
+        } catch (const CorvantisMCP::DraftFormatError&) {
+        }
+        try {
+            const QJsonObject shape = CorvantisMCP::shapeDraft(given);
+            for (const char* key : {"types", "relationships"})
+                for (const QJsonValue& item : shape.value(key).toArray())
+                    for (const QJsonValue& property : item.toObject().value("properties").toArray())
+                        if (!QStringList{"text", "number", "link", "boolean"}.contains(
+                                property.toObject().value("kind").toString()))
+                            return "a shape property has a kind outside the four";
+        } catch (const CorvantisMCP::DraftFormatError&) {
+        }
+    }
+    return {};
+}
+
 inline std::string check(const QByteArray& input) {
     std::string broke = checkLine(input);
+    if (broke.empty())
+        broke = checkDrafts(input);
     if (broke.empty())
         broke = checkConfig(input);
     // The scanner must never read out of bounds, and what it finds must be a JSON value.

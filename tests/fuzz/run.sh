@@ -9,7 +9,7 @@ jobs=${2:-1}
 mkdir -p "$out/corpus"
 sources=(
   src/kit/mcp/JsonText.cpp src/kit/mcp/MCPSession.cpp src/kit/mcp/MCPTool.cpp src/kit/mcp/MCPClient.cpp
-  src/kit/mcp/CorvantisMCP.cpp src/kit/mcp/MCPClientConfig.cpp src/kit/support/Json.cpp
+  src/kit/mcp/CorvantisMCP.cpp src/kit/mcp/MCPClientConfig.cpp src/kit/mcp/MCPDraftReading.cpp src/kit/support/Json.cpp
   src/kit/support/UserFacingError.cpp tests/fuzz/MCPLineFuzzer.cpp
 )
 cd "$root"

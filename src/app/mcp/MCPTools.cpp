@@ -6,6 +6,7 @@
 #include "app/graph/ProjectSession.h"
 #include "app/mcp/MCPToolError.h"
 #include "kit/mcp/CorvantisMCP.h"
+#include "kit/mcp/MCPDraftReading.h"
 #include "kit/mcp/MCPRecords.h"
 #include "kit/mcp/MCPShapeText.h"
 #include "kit/mcp/MCPWordSearch.h"
@@ -72,20 +73,10 @@ QCoro::Task<MCPToolResult> MCPTools::call(QString name, QJsonObject arguments, M
             co_return checkProposal(arguments);
         if (name == QLatin1String("show_nodes"))
             co_return showNodes(arguments);
-        if (name == QLatin1String("propose_changes")) {
-            session();
-            throw MCPToolError(QStringLiteral("This copy of Corvantis can't take drafts from other apps yet, "
-                                              "so nothing was sent and the graph "
-                                              "is unchanged. Tell the person what you would add; they can "
-                                              "add it in Corvantis themselves."));
-        }
-        if (name == QLatin1String("design_shape")) {
-            session();
-            throw MCPToolError(QStringLiteral("This copy of Corvantis can't take additions to the shape from "
-                                              "other apps yet, so the shape is "
-                                              "unchanged. Tell the person which types to add; they can add "
-                                              "them in Corvantis's Shape view."));
-        }
+        if (name == QLatin1String("propose_changes"))
+            co_return proposeChanges(arguments);
+        if (name == QLatin1String("design_shape"))
+            co_return designShape(arguments);
         co_return MCPToolResult(QStringLiteral("Corvantis has no tool called ") + name, true);
     } catch (const UserFacingError& error) {
         co_return MCPToolResult(error.message(), true);
@@ -266,6 +257,33 @@ MCPToolResult MCPTools::getNode(const QJsonObject& arguments) const {
     }
     node.insert(QStringLiteral("relationships"), relationships);
     return MCPToolResult::json(node);
+}
+
+MCPToolResult MCPTools::proposeChanges(const QJsonObject& arguments) const {
+    const ProjectSession* open = session();
+    const QJsonObject draft = CorvantisMCP::graphDraft(arguments);
+    if (open->project().schema.nodeTypes.isEmpty())
+        throw MCPToolError(
+            QStringLiteral("This project's shape is empty, so it can't hold nodes. Add node types "
+                           "with design_shape first."));
+    if (CorvantisMCP::isEmptyGraphDraft(draft))
+        throw MCPToolError(QStringLiteral("The draft is empty: give nodes, relationships or changes."));
+    // The Build panel that would receive the draft for review isn't part of this copy.
+    throw MCPToolError(
+        QStringLiteral("This copy of Corvantis can't take drafts from other apps yet, so nothing was "
+                       "sent and the graph is unchanged. Tell the person what you would add; they "
+                       "can add it in Corvantis themselves."));
+}
+
+MCPToolResult MCPTools::designShape(const QJsonObject& arguments) const {
+    session();
+    const QJsonObject draft = CorvantisMCP::shapeDraft(arguments);
+    if (CorvantisMCP::isEmptyShapeDraft(draft))
+        throw MCPToolError(QStringLiteral("Nothing to add: give types or relationships."));
+    throw MCPToolError(
+        QStringLiteral("This copy of Corvantis can't take additions to the shape from other apps "
+                       "yet, so the shape is unchanged. Tell the person which types to add; they "
+                       "can add them in Corvantis's Shape view."));
 }
 
 MCPToolResult MCPTools::checkProposal(const QJsonObject& arguments) const {

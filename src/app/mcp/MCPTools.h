@@ -38,6 +38,8 @@ private:
     MCPToolResult search(const QJsonObject& arguments) const;
     QCoro::Task<MCPToolResult> runCypher(QJsonObject arguments);
     MCPToolResult getNode(const QJsonObject& arguments) const;
+    MCPToolResult proposeChanges(const QJsonObject& arguments) const;
+    MCPToolResult designShape(const QJsonObject& arguments) const;
     MCPToolResult checkProposal(const QJsonObject& arguments) const;
     MCPToolResult showNodes(const QJsonObject& arguments);
 

@@ -160,7 +160,7 @@ TEST(MCPConnections, ARunningAppNeedsARestartAndIsRelaunchedFromItsDesktopEntry)
     await(connections.set(MCPClientApp::codex, true));
     EXPECT_TRUE(connections.needsRestart(MCPClientApp::codex));
     await(connections.restart(MCPClientApp::codex));
-    EXPECT_TRUE(running.waitForFinished(10000));
+    EXPECT_TRUE(waitUntil([&] { return running.state() == QProcess::NotRunning; }, 10000));
     EXPECT_EQ(running.exitStatus(), QProcess::CrashExit); // ended by SIGTERM
     EXPECT_FALSE(connections.needsRestart(MCPClientApp::codex));
     EXPECT_FALSE(connections.error(MCPClientApp::codex).has_value());

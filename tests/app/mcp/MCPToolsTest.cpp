@@ -3,6 +3,7 @@
 #include "app/canvas/CanvasState.h"
 #include "app/canvas/CanvasViews.h"
 #include "tests/app/mcp/MCPTestSupport.h"
+#include "tests/support/QtPrinters.h"
 
 #include <QJsonArray>
 #include <QSignalSpy>
@@ -155,6 +156,13 @@ TEST(MCPTools, OpenAndCreateProjects) {
         "This project's shape is empty: it has no node types yet, so it can't hold nodes. Add types with "
         "design_shape.");
     EXPECT_EQ(world.app->session()->project().name, "Empty one");
+    // A draft for a project whose shape is empty.
+    const QJsonObject node{{"ref", "n1"}, {"type", "Person"}};
+    std::tie(text, isError) = client.tool("propose_changes", {{"nodes", QJsonArray{node}}});
+    EXPECT_EQ(
+        text,
+        "This project's shape is empty, so it can't hold nodes. Add node types with design_shape first.");
+
 
     std::tie(text, isError) =
         client.tool("open_project", {{"project", json::uuidText(world.project.id).toLower()}});
@@ -180,9 +188,24 @@ TEST(MCPTools, OpenAndCreateProjects) {
 TEST(MCPTools, ToolsThatNeedAProjectSaySoAndDraftsAreNotTakenYet) {
     World world;
     LineClient client(world.ports.base());
-    auto [text, isError] = client.tool("propose_changes", {{"nodes", QJsonArray()}, {"summary", "x"}});
+    const QJsonObject node{{"ref", "n1"}, {"type", "Person"}, {"properties", QJsonObject{{"Name", "Eve"}}}};
+    auto [text, isError] = client.tool("propose_changes", {{"nodes", QJsonArray{node}}, {"summary", "x"}});
     EXPECT_TRUE(isError);
     EXPECT_TRUE(text.contains("nothing was sent and the graph is unchanged")) << text.toStdString();
+    EXPECT_EQ(world.storedCount("MATCH (p:Person) RETURN p.id"), 2);
+    std::tie(text, isError) = client.tool("propose_changes", {{"nodes", QJsonArray()}, {"summary", "x"}});
+    EXPECT_EQ(text, "The draft is empty: give nodes, relationships or changes.");
+    std::tie(text, isError) = client.tool("propose_changes", {{"nodes", "Eve"}});
+    EXPECT_EQ(text, "the draft didn't match propose_changes's format");
+    EXPECT_TRUE(isError);
+    std::tie(text, isError) = client.tool("design_shape", {{"summary", "nothing"}});
+    EXPECT_EQ(text, "Nothing to add: give types or relationships.");
+    const QJsonObject dated{{"name", "Event"},
+                            {"properties", QJsonArray{QJsonObject{{"name", "On"}, {"kind", "date"}}}}};
+    std::tie(text, isError) = client.tool("design_shape", {{"types", QJsonArray{dated}}});
+    EXPECT_TRUE(text.startsWith("a property's kind must be one of text, number, link or boolean"))
+        << text.toStdString();
+    EXPECT_EQ(world.session().project().schema.nodeTypes.size(), 2);
     std::tie(text, isError) = client.tool("show_nodes", {{"ids", QJsonArray{"NOPE"}}});
     EXPECT_EQ(text, "None of those ids is a node in the open project.");
     EXPECT_TRUE(isError);

@@ -41,7 +41,7 @@ QByteArray randomValue(QRandomGenerator& random, int depth) {
         QByteArray out = "{";
         const int n = random.bounded(5);
         for (int i = 0; i < n; ++i)
-            out += QByteArray(i ? "," : "") + "\"" + keys[random.bounded(10)] +
+            out += QByteArray(i ? "," : "") + "\"" + keys[random.bounded(16)] +
                    "\":" + randomValue(random, depth + 1);
         return out + "}";
     }
@@ -79,6 +79,8 @@ TEST(MCPFuzzPass, RandomAndMutatedLinesKeepEveryRule) {
         R"({"jsonrpc":"2.0","id":"x","method":"tools/call","params":{"name":"run_cypher","arguments":{"query":"MATCH (n) RETURN n","limit":5000}}})",
         R"({"jsonrpc":"2.0","method":"notifications/initialized"})",
         R"({"id":-0.0,"method":"tools/list"})",
+        R"({"id":3,"method":"tools/call","params":{"name":"propose_changes","arguments":{"nodes":[{"ref":"n1","type":"Person","properties":{"Name":"Ada","Age":36}}],"relationships":[],"changes":[],"summary":"s"}}})",
+        R"({"id":4,"method":"tools/call","params":{"name":"design_shape","arguments":{"types":[{"name":"Book","title":"Title","properties":[{"name":"Title","kind":"text"}]}]}}})",
     };
     int inputs = 0;
     for (int i = 0; i < 3000; ++i) {
