@@ -9,8 +9,11 @@
 #include <QCoro/QCoroTask>
 #include <QHash>
 #include <QObject>
+#include <QUrl>
 #include <memory>
 #include <optional>
+
+class QNetworkAccessManager;
 
 namespace corvantis {
 
@@ -92,6 +95,23 @@ public:
     // The sentence shown before a project is deleted.
     static QString deleteConfirmation();
 
+    // -- Travel: export, import, the program's links and the example (AppModelTransfer.cpp) ------------
+
+    // Writes the project's export file to `path`: through the session when it is the open project,
+    // through a store of its own when it is finalized, without records otherwise. Failures to `notice`.
+    void exportProject(const Project& project, const QString& path);
+    // Imports the export file at `path` and opens the new project. Failures to `notice`.
+    void importProject(const QString& path);
+    // Serves a link of the program's own scheme: "corvantis://import?url=…" fetches an export and
+    // imports it; other schemes are ignored, anything else is refused in `notice`.
+    void handle(const QUrl& url);
+    // Creates the example project "Ideas" (or the next free name) and opens it.
+    void createExample();
+    // The suggested name of a project's export file.
+    static QString exportFileName(const Project& project);
+    // The HTTP client of links, previews and publishing; made at first use.
+    QNetworkAccessManager* network();
+
     // Closes everything in order: the session's close starts, then the embedding model is unloaded,
     // then the session's close is awaited.
     QCoro::Task<> prepareToQuit();
@@ -110,6 +130,8 @@ signals:
     void renamingChanged();
     void deletingChanged();
     void noticeChanged();
+    // A link's fetch ended (imported, or failed with its notice); for views and tests.
+    void linkHandled();
 
 private:
     void setSession(ProjectSession* session);
@@ -133,6 +155,7 @@ private:
     std::optional<Project> m_renaming;
     std::optional<Project> m_deleting;
     std::optional<QString> m_notice;
+    QNetworkAccessManager* m_network = nullptr;
     // Sessions that are closing; quitting awaits them.
     QList<std::shared_ptr<QCoro::Task<>>> m_closing;
 };
