@@ -18,6 +18,7 @@ class QNetworkAccessManager;
 namespace corvantis {
 
 class AIConnection;
+class LinkPreviews;
 class ProjectSession;
 
 // What the command palette lists.
@@ -111,6 +112,8 @@ public:
     static QString exportFileName(const Project& project);
     // The HTTP client of links, previews and publishing; made at first use.
     QNetworkAccessManager* network();
+    // The open project's link previews.
+    LinkPreviews& linkPreviews();
 
     // Closes everything in order: the session's close starts, then the embedding model is unloaded,
     // then the session's close is awaited.
@@ -156,6 +159,7 @@ private:
     std::optional<Project> m_deleting;
     std::optional<QString> m_notice;
     QNetworkAccessManager* m_network = nullptr;
+    LinkPreviews* m_linkPreviews = nullptr;
     // Sessions that are closing; quitting awaits them.
     QList<std::shared_ptr<QCoro::Task<>>> m_closing;
 };

@@ -2,6 +2,7 @@
 #include "app/app/AppModel.h"
 #include "app/canvas/CanvasState.h"
 #include "app/graph/ProjectSession.h"
+#include "app/links/LinkPreviews.h"
 #include "kit/projects/ExampleProject.h"
 #include "kit/store/GraphStoreError.h"
 #include "kit/store/LadybugGraphStore.h"
@@ -37,6 +38,12 @@ QNetworkAccessManager* AppModel::network() {
     if (!m_network)
         m_network = new QNetworkAccessManager(this);
     return m_network;
+}
+
+LinkPreviews& AppModel::linkPreviews() {
+    if (!m_linkPreviews)
+        m_linkPreviews = new LinkPreviews(*this);
+    return *m_linkPreviews;
 }
 
 void AppModel::exportProject(const Project& project, const QString& path) {

@@ -2,6 +2,7 @@
 
 #include "app/app/AppModel.h"
 #include "app/graph/ProjectSession.h"
+#include "app/links/LinkPreviews.h"
 #include "ui/design/Theme.h"
 #include "ui/graph/GraphOverview.h"
 #include "ui/shape/ShapeView.h"
@@ -85,6 +86,7 @@ ProjectView::ProjectView(AppModel& app, QWidget* parent)
 
     m_graphFaces->addWidget(m_overview);
     m_graphFaces->addWidget(m_table);
+    m_table->setLinkPreviews(&app.linkPreviews());
     m_modes->addWidget(m_shape);
     m_modes->addWidget(m_graphFaces);
     layout->addWidget(m_modes, 1);
