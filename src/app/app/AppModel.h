@@ -19,6 +19,7 @@ namespace corvantis {
 
 class AIConnection;
 class LinkPreviews;
+class Publisher;
 class ProjectSession;
 
 // What the command palette lists.
@@ -114,6 +115,11 @@ public:
     QNetworkAccessManager* network();
     // The open project's link previews.
     LinkPreviews& linkPreviews();
+    // Publishing to a sharing site (Publisher.h).
+    Publisher& publisher();
+    // Publishes the project's export, through the session when it is open; the outcome is the
+    // publisher's `result`, a failure to read the project goes to `notice`.
+    void publishToWeb(const Project& project);
 
     // Closes everything in order: the session's close starts, then the embedding model is unloaded,
     // then the session's close is awaited.
@@ -140,6 +146,8 @@ private:
     void setSession(ProjectSession* session);
     // Starts closing the open session and keeps the task so that quitting can await it.
     void closeSession();
+    // The project's export: through the open session, or a store of its own. Fails with UserFacingError.
+    ProjectExport exportOf(const Project& project);
     void updateChoice(const std::function<void(ModelChoice&)>& change);
 
     std::unique_ptr<Settings> m_settings;
@@ -160,6 +168,7 @@ private:
     std::optional<QString> m_notice;
     QNetworkAccessManager* m_network = nullptr;
     LinkPreviews* m_linkPreviews = nullptr;
+    Publisher* m_publisher = nullptr;
     // Sessions that are closing; quitting awaits them.
     QList<std::shared_ptr<QCoro::Task<>>> m_closing;
 };

@@ -1,5 +1,6 @@
 // AppModel's travel operations: export, import, the program's own links and the example project.
 #include "app/app/AppModel.h"
+#include "app/app/Publisher.h"
 #include "app/canvas/CanvasState.h"
 #include "app/graph/ProjectSession.h"
 #include "app/links/LinkPreviews.h"
@@ -46,34 +47,55 @@ LinkPreviews& AppModel::linkPreviews() {
     return *m_linkPreviews;
 }
 
+ProjectExport AppModel::exportOf(const Project& project) {
+    if (m_session && m_session->project().id == project.id) {
+        if (m_session->graphUnavailable() && m_session->project().isFinalized())
+            throw GraphStoreError(GraphStoreError::Kind::Locked, heldElsewhere(project));
+        ProjectExport exported = m_library.exportProject(m_session->project(), m_session->store().get());
+        // The canvas as it stands, which its debounced save may not have written yet.
+        if (m_session->project().isFinalized())
+            exported.layout = m_session->graphCanvas().layout();
+        return exported;
+    }
+    if (!project.isFinalized())
+        return m_library.exportProject(project, nullptr);
+    // A store of the export's own, let go when the export ends.
+    std::unique_ptr<LadybugGraphStore> store;
+    try {
+        store = std::make_unique<LadybugGraphStore>(m_library.databasePath(project.id));
+    } catch (const GraphStoreError& error) {
+        if (error.kind() == GraphStoreError::Kind::Locked)
+            throw GraphStoreError(error.kind(), heldElsewhere(project));
+        throw;
+    }
+    return m_library.exportProject(project, store.get());
+}
+
 void AppModel::exportProject(const Project& project, const QString& path) {
     try {
-        ProjectExport exported;
-        if (m_session && m_session->project().id == project.id) {
-            if (m_session->graphUnavailable() && m_session->project().isFinalized())
-                throw GraphStoreError(GraphStoreError::Kind::Locked, heldElsewhere(project));
-            exported = m_library.exportProject(m_session->project(), m_session->store().get());
-            // The canvas as it stands, which its debounced save may not have written yet.
-            if (m_session->project().isFinalized())
-                exported.layout = m_session->graphCanvas().layout();
-        } else if (project.isFinalized()) {
-            // A store of the export's own, let go when the export ends.
-            std::unique_ptr<LadybugGraphStore> store;
-            try {
-                store = std::make_unique<LadybugGraphStore>(m_library.databasePath(project.id));
-            } catch (const GraphStoreError& error) {
-                if (error.kind() == GraphStoreError::Kind::Locked)
-                    throw GraphStoreError(error.kind(), heldElsewhere(project));
-                throw;
-            }
-            exported = m_library.exportProject(project, store.get());
-        } else {
-            exported = m_library.exportProject(project, nullptr);
-        }
-        writeFileAtomically(path, exported.encode());
+        writeFileAtomically(path, exportOf(project).encode());
     } catch (const UserFacingError& error) {
         setNotice(error.message());
     }
+}
+
+Publisher& AppModel::publisher() {
+    if (!m_publisher)
+        m_publisher = new Publisher(m_settings.get(), network(), this);
+    return *m_publisher;
+}
+
+void AppModel::publishToWeb(const Project& project) {
+    if (publisher().isPublishing())
+        return;
+    QByteArray data;
+    try {
+        data = exportOf(project).encode();
+    } catch (const UserFacingError& error) {
+        setNotice(error.message());
+        return;
+    }
+    publisher().publish(project, data, m_library);
 }
 
 void AppModel::importProject(const QString& path) {

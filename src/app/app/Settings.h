@@ -61,6 +61,11 @@ public:
     QSet<QUuid> textScope(const QUuid& project) const;
     void setTextScope(const QUuid& project, const QSet<QUuid>& excluded);
 
+    // Publishing: "publish.site" (blank by default: the person names the sharing site they use),
+    // "publish.username", "publish.userKey", "publish.ownerKey"; all text, empty when absent.
+    QString publishText(const QString& key) const;
+    void setPublishText(const QString& key, const QString& value);
+
     // An old key that is removed at every start and never read.
     void removeApiKey();
 

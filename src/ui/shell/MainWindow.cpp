@@ -74,6 +74,7 @@ void MainWindow::buildMenus() {
     file->addSeparator();
     m_travel = new TravelActions(m_app, m_gallery, this);
     m_travel->addTo(file);
+    connect(m_travel, &TravelActions::settingsRequested, this, &MainWindow::showSettings);
     file->addSeparator();
     QAction* closeProject = file->addAction(QStringLiteral("Close Project"), &m_app, &AppModel::showGallery);
     closeProject->setShortcut(QKeySequence::Close);

@@ -3,6 +3,7 @@
 #include "app/app/AppModel.h"
 #include "app/graph/ProjectSession.h"
 #include "ui/library/GalleryView.h"
+#include "ui/links/PublishDialog.h"
 
 #include <QAction>
 #include <QDir>
@@ -76,7 +77,11 @@ void TravelActions::importProject() {
 }
 
 void TravelActions::publish(const Project& project) {
-    emit publishRequested(project);
+    if (!m_sheet) {
+        m_sheet = new PublishDialog(m_app, m_window);
+        connect(m_sheet, &PublishDialog::settingsRequested, this, &TravelActions::settingsRequested);
+    }
+    m_sheet->publish(project);
 }
 
 } // namespace corvantis

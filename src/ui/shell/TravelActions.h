@@ -9,6 +9,7 @@ namespace corvantis {
 
 class AppModel;
 class GalleryView;
+class PublishDialog;
 struct Project;
 
 // The File menu's commands that move projects in and out: a new example project, import, export and
@@ -28,14 +29,17 @@ public:
     void importProject();
     void publish(const Project& project);
 
+    PublishDialog* publishSheet() const { return m_sheet; }
+
 signals:
-    // Publishing was asked for, on the project given.
-    void publishRequested(const Project& project);
+    // The publish sheet points the person at Settings › Sharing.
+    void settingsRequested();
 
 private:
     AppModel& m_app;
     GalleryView* m_gallery;
     QWidget* m_window;
+    PublishDialog* m_sheet = nullptr;
 };
 
 } // namespace corvantis
