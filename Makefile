@@ -3,7 +3,7 @@ BUILD ?= build
 CMAKE_FLAGS ?=
 ENGINES_ENV := $(BUILD)/engines.env
 
-.PHONY: all deps packages engines configure build run test asan bench bench-layout format clean mcp-client
+.PHONY: all deps packages engines configure build run test asan bench bench-layout format clean install mcp-client
 
 all: build
 
@@ -68,6 +68,21 @@ bench: configure
 bench-layout: configure
 	@cmake --build $(BUILD) --parallel $$(nproc) --target bench_layout
 	@bash bench/layout.sh $(BUILD)/bin/bench_layout
+
+# The program, the connector's relay when it is built, the desktop entry that hands the program links of
+# its scheme, and the icon, under PREFIX (the user's own ~/.local unless told otherwise).
+PREFIX ?= $(HOME)/.local
+install: build
+	@install -D -m 755 $(BUILD)/bin/corvantis "$(PREFIX)/bin/corvantis"
+	@if [ -x $(BUILD)/bin/corvantis-mcp ]; then install -D -m 755 $(BUILD)/bin/corvantis-mcp "$(PREFIX)/bin/corvantis-mcp"; fi
+	@install -D -m 644 data/corvantis.svg "$(PREFIX)/share/icons/hicolor/scalable/apps/corvantis.svg"
+	@mkdir -p "$(PREFIX)/share/applications"
+	@printf '%s\n' '[Desktop Entry]' 'Type=Application' 'Name=Corvantis' \
+	  'Comment=Personal knowledge graphs, kept on this computer' 'Exec=$(PREFIX)/bin/corvantis %u' \
+	  'Icon=corvantis' 'Terminal=false' 'Categories=Office;' 'MimeType=x-scheme-handler/corvantis;' \
+	  > "$(PREFIX)/share/applications/corvantis.desktop"
+	@if command -v xdg-mime >/dev/null; then xdg-mime default corvantis.desktop x-scheme-handler/corvantis; fi
+	@echo "Installed under $(PREFIX)"
 
 format:
 	@git ls-files '*.cpp' '*.h' | xargs clang-format -i

@@ -5,8 +5,9 @@ here=$(cd "$(dirname "$0")" && pwd)
 mapfile -t wanted < <(grep -v -E '^\s*(#|$)' "$here/debian-packages.txt")
 missing=()
 for p in "${wanted[@]}"; do
-  # npm may come from elsewhere (a newer Node.js); any npm on PATH will do.
+  # Node.js and npm may come from elsewhere (a newer Node.js); any on PATH will do.
   if [ "$p" = npm ] && command -v npm >/dev/null 2>&1; then continue; fi
+  if [ "$p" = nodejs ] && command -v node >/dev/null 2>&1; then continue; fi
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")
 done
 [ ${#missing[@]} -eq 0 ] && exit 0

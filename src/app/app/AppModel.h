@@ -9,8 +9,11 @@
 #include <QCoro/QCoroTask>
 #include <QHash>
 #include <QObject>
+#include <QUrl>
 #include <memory>
 #include <optional>
+
+class QNetworkAccessManager;
 
 namespace corvantis {
 
@@ -18,6 +21,8 @@ class AIConnection;
 class MCPConnections;
 class MCPService;
 class MCPTools;
+class LinkPreviews;
+class Publisher;
 class ProjectSession;
 
 // What the command palette lists.
@@ -99,6 +104,30 @@ public:
     // The sentence shown before a project is deleted.
     static QString deleteConfirmation();
 
+    // -- Travel: export, import, the program's links and the example (AppModelTransfer.cpp) ------------
+
+    // Writes the project's export file to `path`: through the session when it is the open project,
+    // through a store of its own when it is finalized, without records otherwise. Failures to `notice`.
+    void exportProject(const Project& project, const QString& path);
+    // Imports the export file at `path` and opens the new project. Failures to `notice`.
+    void importProject(const QString& path);
+    // Serves a link of the program's own scheme: "corvantis://import?url=…" fetches an export and
+    // imports it; other schemes are ignored, anything else is refused in `notice`.
+    void handle(const QUrl& url);
+    // Creates the example project "Ideas" (or the next free name) and opens it.
+    void createExample();
+    // The suggested name of a project's export file.
+    static QString exportFileName(const Project& project);
+    // The HTTP client of links, previews and publishing; made at first use.
+    QNetworkAccessManager* network();
+    // The open project's link previews.
+    LinkPreviews& linkPreviews();
+    // Publishing to a sharing site (Publisher.h).
+    Publisher& publisher();
+    // Publishes the project's export, through the session when it is open; the outcome is the
+    // publisher's `result`, a failure to read the project goes to `notice`.
+    void publishToWeb(const Project& project);
+
     // Closes everything in order: the session's close starts, then the embedding model is unloaded,
     // then the session's close is awaited.
     QCoro::Task<> prepareToQuit();
@@ -119,11 +148,15 @@ signals:
     void noticeChanged();
     // A connected app showed the person something: the window comes to the front.
     void frontRequested();
+    // A link's fetch ended (imported, or failed with its notice); for views and tests.
+    void linkHandled();
 
 private:
     void setSession(ProjectSession* session);
     // Starts closing the open session and keeps the task so that quitting can await it.
     void closeSession();
+    // The project's export: through the open session, or a store of its own. Fails with UserFacingError.
+    ProjectExport exportOf(const Project& project);
     void updateChoice(const std::function<void(ModelChoice&)>& change);
 
     std::unique_ptr<Settings> m_settings;
@@ -145,6 +178,9 @@ private:
     MCPTools* m_mcpTools = nullptr;
     MCPService* m_mcpService = nullptr;
     MCPConnections* m_mcpConnections = nullptr;
+    QNetworkAccessManager* m_network = nullptr;
+    LinkPreviews* m_linkPreviews = nullptr;
+    Publisher* m_publisher = nullptr;
     // Sessions that are closing; quitting awaits them.
     QList<std::shared_ptr<QCoro::Task<>>> m_closing;
 };

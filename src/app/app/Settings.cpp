@@ -187,6 +187,14 @@ void Settings::setSavedLens(const QUuid& project, const QString& json) {
     m_settings->setValue(scopeKey("lens.", project), json);
 }
 
+QString Settings::publishText(const QString& key) const {
+    return m_settings->value(QStringLiteral("publish.") + key).toString();
+}
+
+void Settings::setPublishText(const QString& key, const QString& value) {
+    m_settings->setValue(QStringLiteral("publish.") + key, value);
+}
+
 QSet<QUuid> Settings::searchScope(const QUuid& project) const {
     return uuidSet(m_settings->value(scopeKey("searchScope.", project)));
 }

@@ -73,6 +73,10 @@ public:
     // `CanvasLens::Saved`; empty when none is kept.
     QString savedLens(const QUuid& project) const;
     void setSavedLens(const QUuid& project, const QString& json);
+    // Publishing: "publish.site" (blank by default: the person names the sharing site they use),
+    // "publish.username", "publish.userKey", "publish.ownerKey"; all text, empty when absent.
+    QString publishText(const QString& key) const;
+    void setPublishText(const QString& key, const QString& value);
 
     // An old key that is removed at every start and never read.
     void removeApiKey();

@@ -1,6 +1,7 @@
 #include "kit/links/LinkURL.h"
 
 #include <QRegularExpression>
+#include <QUrlQuery>
 
 namespace corvantis::LinkURL {
 
@@ -47,6 +48,25 @@ QString site(const QUrl& url) {
     if (host.startsWith(QLatin1String("www."), Qt::CaseInsensitive))
         host.remove(0, 4);
     return host;
+}
+
+std::optional<QString> youTubeID(const QUrl& url) {
+    static const QRegularExpression idPattern(QStringLiteral("^[A-Za-z0-9_-]{6,}$"));
+    const QString host = url.host().toLower();
+    QString candidate;
+    if (host == QLatin1String("youtu.be")) {
+        candidate = url.path().mid(1).section('/', 0, 0);
+    } else if (host == QLatin1String("youtube.com") || host.endsWith(QLatin1String(".youtube.com"))) {
+        const QString path = url.path();
+        if (path == QLatin1String("/watch"))
+            candidate = QUrlQuery(url).queryItemValue(QStringLiteral("v"));
+        else if (path.startsWith(QLatin1String("/shorts/")) || path.startsWith(QLatin1String("/embed/")) ||
+                 path.startsWith(QLatin1String("/live/")))
+            candidate = path.section('/', 2, 2);
+    }
+    if (!idPattern.match(candidate).hasMatch())
+        return std::nullopt;
+    return candidate;
 }
 
 } // namespace corvantis::LinkURL

@@ -1,5 +1,6 @@
 #include "kit/projects/ProjectLibrary.h"
 
+#include "kit/store/GraphStore.h"
 #include "kit/support/AtomicFile.h"
 #include "kit/support/Json.h"
 #include "kit/support/UserFacingError.h"
@@ -154,6 +155,56 @@ void ProjectLibrary::saveHistory(const QList<HistoryEntry>& entries, const QUuid
     for (const HistoryEntry& entry : entries)
         array.append(entry.toJson());
     writeFileAtomically(folder(id) + "/history.json", json::encode(array));
+}
+
+std::optional<QJsonObject> ProjectLibrary::notesFile(const QUuid& id) const {
+    try {
+        return json::decodeObject(readFile(folder(id) + "/notes.json"));
+    } catch (const json::DecodeError&) {
+    } catch (const FileError&) {
+    }
+    return std::nullopt;
+}
+
+QStringList ProjectLibrary::attachmentNames(const QUuid& id) const {
+    QStringList names;
+    const QStringList entries = QDir(attachmentsFolder(id)).entryList(QDir::Files, QDir::Name);
+    for (const QString& name : entries)
+        if (!name.startsWith('.'))
+            names.append(name);
+    return names;
+}
+
+ProjectExport ProjectLibrary::exportProject(const Project& project, GraphStore* store) const {
+    ProjectExport exported;
+    exported.project = project;
+    if (store && project.appliedSchema) {
+        QStringList nodeLabels;
+        QStringList relLabels;
+        for (const NodeType& type : project.appliedSchema->nodeTypes)
+            nodeLabels.append(type.table());
+        for (const RelType& type : project.appliedSchema->relTypes)
+            relLabels.append(type.table());
+        exported.nodes = store->loadNodes(nodeLabels);
+        exported.relationships = store->loadRels(relLabels);
+    }
+    exported.layout = layout(project.id);
+    exported.notes = notesFile(project.id);
+    QMap<QString, QByteArray> files;
+    for (const QString& name : attachmentNames(project.id)) {
+        try {
+            files.insert(name, readFile(attachmentsFolder(project.id) + '/' + name));
+        } catch (const FileError&) {
+            // An attachment that can't be read is left out of the export.
+        }
+    }
+    if (!files.isEmpty())
+        exported.attachments = files;
+    return exported;
+}
+
+QByteArray ProjectLibrary::exportData(const Project& project, GraphStore* store) const {
+    return exportProject(project, store).encode();
 }
 
 } // namespace corvantis

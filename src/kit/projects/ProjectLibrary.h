@@ -3,12 +3,15 @@
 #include "kit/projects/GraphLayout.h"
 #include "kit/projects/HistoryEntry.h"
 #include "kit/projects/Project.h"
+#include "kit/projects/ProjectExport.h"
 
 #include <QList>
 #include <QString>
 #include <QUuid>
 
 namespace corvantis {
+
+class GraphStore;
 
 // A thin value over the folder of projects: where each file of each project lies, and reading and
 // writing them. It holds nothing but the root, so any part of the program may keep a copy. Every write
@@ -51,6 +54,23 @@ public:
     void saveLayout(const GraphLayout& layout, const QUuid& id) const;
     QList<HistoryEntry> history(const QUuid& id) const;
     void saveHistory(const QList<HistoryEntry>& entries, const QUuid& id) const;
+
+    // "notes.json" as an object, absent when the file is missing or is no JSON object.
+    std::optional<QJsonObject> notesFile(const QUuid& id) const;
+    // The names of the files in "attachments/", leaving out hidden ones.
+    QStringList attachmentNames(const QUuid& id) const;
+
+    // The project as one export file. With a store, every node and relationship of the tables of its
+    // `appliedSchema` (none without one); without a store, no records. A store failure fails the export
+    // with GraphStoreError. Attachments that cannot be read are left out.
+    ProjectExport exportProject(const Project& project, GraphStore* store) const;
+    QByteArray exportData(const Project& project, GraphStore* store) const;
+    // A new project from an export file: a new id, a free name, created now; its files written and, when
+    // the export has an applied shape, its database built with the records keeping their ids. Any
+    // failure removes the new folder and fails with GraphStoreError ("This file isn't a Corvantis
+    // project export." for a foreign file). Built with the store (kit/store/ProjectImport.cpp).
+    Project importProject(const QByteArray& data) const;
+    Project importProject(const ProjectExport& exported) const;
 
 private:
     QString projectFile(const QUuid& id) const;

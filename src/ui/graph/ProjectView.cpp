@@ -2,6 +2,7 @@
 
 #include "app/app/AppModel.h"
 #include "app/graph/ProjectSession.h"
+#include "app/links/LinkPreviews.h"
 #include "ui/canvas/CanvasPage.h"
 #include "ui/canvas/CanvasView.h"
 #include "ui/canvas/CommandPalette.h"
@@ -146,6 +147,7 @@ ProjectView::ProjectView(AppModel& app, QWidget* parent)
     // -- Columns and the notes panel ---------------------------------------------------------------------
     m_graphFaces->addWidget(m_canvas);
     m_graphFaces->addWidget(m_table);
+    m_table->setLinkPreviews(&app.linkPreviews());
     m_modes->addWidget(m_shape);
     m_modes->addWidget(m_graphFaces);
     m_columns->addWidget(m_sidebar);

@@ -20,7 +20,8 @@ GalleryView::GalleryView(AppModel& app, QWidget* parent)
     , m_app(app)
     , m_model(new ProjectListModel(app, this))
     , m_list(new QListView(this))
-    , m_emptyHint(new QLabel(this)) {
+    , m_emptyHint(new QLabel(this))
+    , m_emptyActions(new QWidget(this)) {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(Theme::space(10), Theme::space(8), Theme::space(10), Theme::space(6));
     layout->setSpacing(Theme::space(4));
@@ -36,6 +37,11 @@ GalleryView::GalleryView(AppModel& app, QWidget* parent)
     auto* newButton = new QPushButton(QStringLiteral("New Project"), this);
     newButton->setToolTip(QStringLiteral("New Project (Ctrl+Shift+N)"));
     connect(newButton, &QPushButton::clicked, &m_app, &AppModel::newProject);
+    auto* importButton = new QPushButton(QStringLiteral("Import…"), this);
+    importButton->setObjectName(QStringLiteral("importButton"));
+    importButton->setToolTip(QStringLiteral("Import a project from its export file"));
+    connect(importButton, &QPushButton::clicked, this, &GalleryView::importRequested);
+    header->addWidget(importButton);
     header->addWidget(newButton);
     layout->addLayout(header);
 
@@ -62,9 +68,22 @@ GalleryView::GalleryView(AppModel& app, QWidget* parent)
     m_list->viewport()->setAutoFillBackground(false);
     m_list->setAccessibleName(QStringLiteral("Projects"));
     m_emptyHint->setText(QStringLiteral("No projects yet. Start one with New Project, then give it a shape: "
-                                        "the kinds of things you keep and how they connect."));
+                                        "the kinds of things you keep and how they connect. Or look around "
+                                        "the example first."));
     m_emptyHint->setWordWrap(true);
     layout->addWidget(m_emptyHint);
+    // The two ways to start.
+    auto* start = new QHBoxLayout(m_emptyActions);
+    start->setContentsMargins(0, 0, 0, 0);
+    auto* startNew = new QPushButton(QStringLiteral("New Project"), m_emptyActions);
+    connect(startNew, &QPushButton::clicked, &m_app, &AppModel::newProject);
+    auto* startExample = new QPushButton(QStringLiteral("Open the Example “Ideas”"), m_emptyActions);
+    startExample->setObjectName(QStringLiteral("exampleButton"));
+    connect(startExample, &QPushButton::clicked, &m_app, &AppModel::createExample);
+    start->addWidget(startNew);
+    start->addWidget(startExample);
+    start->addStretch();
+    layout->addWidget(m_emptyActions);
     layout->addWidget(m_list, 1);
 
     connect(m_list, &QListView::activated, this, &GalleryView::activate);
@@ -129,12 +148,17 @@ void GalleryView::showContextMenu(const QPoint& position) {
     menu.addAction(QStringLiteral("Open"), this, [this, target] { m_app.open(target); });
     menu.addAction(QStringLiteral("Rename"), this, [this, target] { m_app.setRenaming(target); });
     menu.addSeparator();
+    menu.addAction(QStringLiteral("Export…"), this, [this, target] { emit exportRequested(target); });
+    menu.addAction(QStringLiteral("Share to the Web…"), this,
+                   [this, target] { emit publishRequested(target); });
+    menu.addSeparator();
     menu.addAction(QStringLiteral("Delete…"), this, [this, target] { m_app.setDeleting(target); });
     menu.exec(m_list->viewport()->mapToGlobal(position));
 }
 
 void GalleryView::syncEmptyState() {
     m_emptyHint->setVisible(m_app.projects().isEmpty());
+    m_emptyActions->setVisible(m_app.projects().isEmpty());
 }
 
 } // namespace corvantis

@@ -27,6 +27,12 @@ public:
     void renameSelected();
     void deleteSelected();
 
+signals:
+    // The gallery's own ways to move projects; the window asks for files and carries them out.
+    void exportRequested(const Project& project);
+    void importRequested();
+    void publishRequested(const Project& project);
+
 private:
     void activate(const class QModelIndex& index);
     void showContextMenu(const QPoint& position);
@@ -37,6 +43,7 @@ private:
     ProjectListModel* m_model;
     QListView* m_list;
     QLabel* m_emptyHint;
+    QWidget* m_emptyActions;
 };
 
 } // namespace corvantis

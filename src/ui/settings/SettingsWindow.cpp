@@ -1,9 +1,11 @@
 #include "ui/settings/SettingsWindow.h"
 
 #include "app/app/AppModel.h"
+#include "app/app/Publisher.h"
 #include "ui/design/Theme.h"
 #include "ui/settings/AIPane.h"
 #include "ui/settings/ConnectorPane.h"
+#include "ui/settings/SharingPane.h"
 
 #include <QComboBox>
 #include <QFormLayout>
@@ -26,6 +28,7 @@ SettingsWindow::SettingsWindow(AppModel& app, QWidget* parent)
     m_panes->addTab(makeGeneralPane(), QStringLiteral("General"));
     m_panes->addTab(new AIPane(app, m_panes), QStringLiteral("AI"));
     m_panes->addTab(new ConnectorPane(app, m_panes), QStringLiteral("Connector"));
+    m_panes->addTab(new SharingPane(app.publisher(), m_panes), QStringLiteral("Sharing"));
 }
 
 QWidget* SettingsWindow::makeGeneralPane() {

@@ -10,6 +10,7 @@
 #include "ui/settings/SettingsWindow.h"
 #include "ui/shell/TextFieldKeys.h"
 #include "ui/shell/ToastView.h"
+#include "ui/shell/TravelActions.h"
 
 #include <QActionGroup>
 #include <QApplication>
@@ -76,6 +77,10 @@ void MainWindow::buildMenus() {
     rename->setShortcutContext(Qt::WidgetWithChildrenShortcut);
     m_gallery->addAction(rename);
     file->addAction(QStringLiteral("Delete…"), m_gallery, &GalleryView::deleteSelected);
+    file->addSeparator();
+    m_travel = new TravelActions(m_app, m_gallery, this);
+    m_travel->addTo(file);
+    connect(m_travel, &TravelActions::settingsRequested, this, &MainWindow::showSettings);
     file->addSeparator();
     QAction* closeProject = file->addAction(QStringLiteral("Close Project"), &m_app, &AppModel::showGallery);
     closeProject->setShortcut(QKeySequence::Close);

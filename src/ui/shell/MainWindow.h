@@ -12,6 +12,7 @@ class GalleryView;
 class ProjectView;
 class SettingsWindow;
 class ToastView;
+class TravelActions;
 class UndoStack;
 
 // The one window: the gallery while no project is open, the project's views while one is. Closing it
@@ -28,6 +29,7 @@ public:
     ToastView* toast() const { return m_toast; }
     // The window's undo stack, which the open session registers its steps on.
     UndoStack* undoStack() const { return m_undo; }
+    TravelActions* travel() const { return m_travel; }
 
     // The Quit command, SIGTERM and SIGINT all come here.
     void requestQuit();
@@ -50,6 +52,7 @@ private:
     ProjectView* m_projectView;
     ToastView* m_toast;
     SettingsWindow* m_settings = nullptr;
+    TravelActions* m_travel = nullptr;
     UndoStack* m_undo;
     QString m_sessionToast; // the session's notice that the toast shows, if it shows one
     bool m_mayClose = false;

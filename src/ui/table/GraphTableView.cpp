@@ -4,6 +4,7 @@
 #include "kit/support/Counted.h"
 #include "kit/support/Json.h"
 #include "ui/design/Theme.h"
+#include "ui/links/LinkPreviewStrip.h"
 #include "ui/shape/TypeSwatch.h"
 #include "ui/table/NewRelationshipDialog.h"
 #include "ui/table/ValueDelegate.h"
@@ -31,7 +32,8 @@ GraphTableView::GraphTableView(QWidget* parent)
     , m_add(new QPushButton(this))
     , m_delete(new QPushButton(QStringLiteral("Delete"), this))
     , m_table(new QTableView(this))
-    , m_empty(new QLabel(this)) {
+    , m_empty(new QLabel(this))
+    , m_links(new LinkPreviewStrip(this)) {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(Theme::space(4), Theme::space(3), Theme::space(4), Theme::space(4));
     layout->setSpacing(Theme::space(3));
@@ -74,6 +76,7 @@ GraphTableView::GraphTableView(QWidget* parent)
     m_empty->setWordWrap(true);
     m_empty->setForegroundRole(QPalette::PlaceholderText);
     layout->addWidget(m_empty, 1);
+    layout->addWidget(m_links);
 
     connect(m_picker, &QComboBox::currentIndexChanged, this, &GraphTableView::takePickedSource);
     connect(m_add, &QPushButton::clicked, this, &GraphTableView::addRecord);
@@ -98,11 +101,17 @@ void GraphTableView::setSession(ProjectSession* session) {
         disconnect(m_session, nullptr, this, nullptr);
     m_session = session;
     m_model->setSession(session);
+    m_links->setSources(session, m_previews);
     if (session) {
         connect(session, &ProjectSession::projectChanged, this, &GraphTableView::rebuildPicker);
         connect(session, &ProjectSession::graphChanged, this, &GraphTableView::rebuildPicker);
     }
     rebuildPicker();
+}
+
+void GraphTableView::setLinkPreviews(LinkPreviews* previews) {
+    m_previews = previews;
+    m_links->setSources(m_session, previews);
 }
 
 void GraphTableView::changeEvent(QEvent* event) {

@@ -13,6 +13,8 @@ class QTableView;
 
 namespace corvantis {
 
+class LinkPreviewStrip;
+class LinkPreviews;
 class ProjectSession;
 
 // The table of the graph: one node type or relationship type at a time, with adding, editing in place
@@ -25,6 +27,9 @@ public:
     ~GraphTableView() override;
 
     void setSession(ProjectSession* session);
+    // Where the cards of the selected record's links come from.
+    void setLinkPreviews(LinkPreviews* previews);
+    LinkPreviewStrip* linkStrip() const { return m_links; }
     void showType(const GraphTableModel::Source& source);
 
     QComboBox* typePicker() const { return m_picker; }
@@ -60,6 +65,8 @@ private:
     QPushButton* m_delete;
     QTableView* m_table;
     QLabel* m_empty;
+    LinkPreviewStrip* m_links;
+    LinkPreviews* m_previews = nullptr;
 };
 
 } // namespace corvantis

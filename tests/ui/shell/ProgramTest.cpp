@@ -17,6 +17,7 @@ namespace {
 struct Program {
     QTemporaryDir home;
     QTemporaryDir config;
+    QTemporaryDir user; // HOME and the XDG data folder, where the desktop entry goes
     QProcess process;
 
     void start() {
@@ -24,6 +25,8 @@ struct Program {
         env.insert("QT_QPA_PLATFORM", "offscreen");
         env.insert("CORVANTIS_HOME", home.path());
         env.insert("XDG_CONFIG_HOME", config.path());
+        env.insert("HOME", user.path());
+        env.insert("XDG_DATA_HOME", user.filePath("share"));
         process.setProcessEnvironment(env);
         process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
         process.start(QStringLiteral(CORVANTIS_BIN_DIR "/corvantis"), {});
