@@ -1,5 +1,6 @@
 #include "app/graph/ProjectSession.h"
 
+#include "app/ask/AskEngine.h"
 #include "app/canvas/CanvasState.h"
 #include "app/graph/ProjectPreferences.h"
 #include "app/undo/UndoStack.h"
@@ -48,9 +49,23 @@ ProjectSession::ProjectSession(const Project& project, const ProjectLibrary& lib
     , m_library(library)
     , m_graphCanvas(new CanvasState(layoutSaveDelayMs, this))
     , m_shape(new ShapeEditor(*this, this))
-    , m_preferences(new ProjectPreferences(settings, project.id, this)) {
+    , m_preferences(new ProjectPreferences(settings, project.id, this))
+    , m_ask(new AskEngine(*this, *m_preferences, this)) {
     connect(m_graphCanvas, &CanvasState::saveDue, this, &ProjectSession::saveLayout);
     open(std::move(openStore));
+}
+
+void ProjectSession::ask(const QString& question, const AskSettings& settings, bool fresh) {
+    m_ask->ask(question, settings, fresh);
+}
+
+void ProjectSession::setHistory(const QList<HistoryEntry>& entries) {
+    m_history = entries;
+    try {
+        m_library.saveHistory(m_history, m_project.id);
+    } catch (const UserFacingError&) {
+        // The history is a cache of answers: a failed save costs a model call later, nothing more.
+    }
 }
 
 ProjectSession::~ProjectSession() {

@@ -23,6 +23,8 @@
 
 namespace corvantis {
 
+class AskEngine;
+struct AskSettings;
 class CanvasState;
 class ProjectPreferences;
 class Settings;
@@ -38,9 +40,9 @@ enum class SessionMode { Shape, Graph };
 // maps in memory, then to the undo stack, so the maps never hold what the database refused; every
 // failure ends in `notice`.
 //
-// The components: the graph canvas's state (`graphCanvas`), the shape editor (`shape`) and the project's
-// preferences (`preferences`). They reach the core through `SessionCore`; the session forwards the shape
-// operations under their own names.
+// The components: the graph canvas's state (`graphCanvas`), the shape editor (`shape`), the project's
+// preferences (`preferences`) and the Ask engine (`askEngine`). They reach the core through `SessionCore`;
+// the session forwards the shape operations and `ask` under their own names.
 class ProjectSession : public QObject, public SessionCore {
     Q_OBJECT
 public:
@@ -90,21 +92,17 @@ public:
     // How many records the type's table holds.
     int recordCount(const QUuid& typeId) const;
 
-    // The database, shared with read-only work on other threads; null when the graph isn't open.
-    std::shared_ptr<GraphStore> store() const { return m_store; }
+    std::shared_ptr<GraphStore> store() const override { return m_store; }
+    int degree(const QString& id) const override { return m_derived.index.degree(id); }
     bool graphUnavailable() const override { return m_graphUnavailable; }
     bool writable() override;
-
-    // The window's undo stack; without one no step is registered.
     UndoStack* undoStack() const override { return m_undo.data(); }
     void setUndoStack(UndoStack* stack);
-    // Registers an undo step on the window's stack for this session.
     void registerUndo(const QString& name, std::function<void()> handler) override;
 
     ShapeChange applyShape(const GraphSchema& after, const QList<MovedValue>* putBack = nullptr) override;
 
-    // Saves what is pending and closes the database. Starts at once; the returned task may be awaited
-    // later, or dropped.
+    // Saves what is pending and closes the database; starts at once, may be awaited later or dropped.
     QCoro::Task<> close();
     bool isClosed() const { return m_closed; }
 
@@ -113,14 +111,16 @@ public:
     const GraphSelection& selection() const { return m_selection; }
     void setSelection(const GraphSelection& selection);
 
-    const QList<HistoryEntry>& history() const { return m_history; }
+    const QList<HistoryEntry>& history() const override { return m_history; }
+    void setHistory(const QList<HistoryEntry>& entries) override;
 
     // -- Components ------------------------------------------------------------------------------------
 
     CanvasState& graphCanvas() const { return *m_graphCanvas; }
     ShapeEditor& shape() const { return *m_shape; }
-    // The search scopes and the Build default.
-    ProjectPreferences& preferences() const { return *m_preferences; }
+    ProjectPreferences& preferences() const { return *m_preferences; } // search scopes, Build default
+    AskEngine& askEngine() const { return *m_ask; }
+    void ask(const QString& question, const AskSettings& settings, bool fresh = false);
 
     // -- Editing the graph -----------------------------------------------------------------------------
 
@@ -129,7 +129,7 @@ public:
     std::optional<QString> createNode(const NodeType& type, const QString& name,
                                       const PropertyMap& values = {},
                                       std::optional<QPointF> at = std::nullopt);
-    // A new relationship of the type between two nodes of the graph; its id, or absent with a notice.
+    // A new relationship between two nodes of the graph; its id, or absent with a notice.
     std::optional<QString> createRelationship(const QUuid& typeId, const QString& from, const QString& to);
     // Adds a node, and relationships that come with it, with the types' defaults filled in.
     bool insert(NodeRecord node, std::optional<QPointF> at = std::nullopt, bool pin = false,
@@ -218,8 +218,7 @@ signals:
     void modeChanged();
     void noticeChanged();
     void confirmationChanged();
-    // The records in memory changed (values, or which records there are).
-    void graphChanged();
+    void graphChanged(); // the records in memory changed (values, or which records there are)
     void selectionChanged();
     void closed();
 
@@ -294,6 +293,7 @@ private:
     CanvasState* m_graphCanvas;
     ShapeEditor* m_shape;
     ProjectPreferences* m_preferences;
+    AskEngine* m_ask;
 };
 
 } // namespace corvantis
