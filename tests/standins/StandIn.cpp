@@ -6,6 +6,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QThread>
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -93,6 +94,25 @@ QByteArray fixture(const QString& relativePath) {
 void refuse(const QStringList& problems) {
     err(("standin: " + problems.join("; ") + "\n").toUtf8());
     std::exit(97);
+}
+
+QJsonObject nextScripted() {
+    const QString path = qEnvironmentVariable("STANDIN_SCRIPT");
+    QFile script(path);
+    if (!script.open(QIODevice::ReadOnly))
+        refuse({"no script at " + path});
+    const QJsonArray answers = QJsonDocument::fromJson(script.readAll()).array();
+    if (answers.isEmpty())
+        refuse({"the script holds no answers"});
+    QFile counter(path + ".count");
+    int index = 0;
+    if (counter.open(QIODevice::ReadOnly)) {
+        index = counter.readAll().trimmed().toInt();
+        counter.close();
+    }
+    if (counter.open(QIODevice::WriteOnly | QIODevice::Truncate))
+        counter.write(QByteArray::number(index + 1));
+    return answers.at(std::min<qsizetype>(index, answers.size() - 1)).toObject();
 }
 
 void sleepSeconds(double seconds) {

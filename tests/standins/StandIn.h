@@ -35,6 +35,12 @@ QByteArray fixture(const QString& relativePath);
 [[noreturn]] void refuse(const QStringList& problems);
 void sleepSeconds(double seconds);
 
+// The scripted scenario ("script"): $STANDIN_SCRIPT names a JSON file holding an array of answers, one
+// per run in order (a counter file beside it remembers how many runs came before). An answer is the JSON
+// object to give back, or {"standin": "hang"} to think once and then wait a minute, or {"standin": "fail"}
+// to end with an error. Past the end of the array, the last answer is given again.
+QJsonObject nextScripted();
+
 // `{stand-in} --standin-hang {pid file} [ignore-term]` plays a long model run started by a wrapper
 // script: it writes its process id to the file (whole, by renaming), optionally ignores SIGTERM, and
 // sleeps for two minutes. Returns when the arguments ask for something else.

@@ -107,6 +107,24 @@ int print(const Run& run) {
                            {"stop_reason", "end_turn"}});
         return 0;
     }
+    if (scenario == "script") {
+        const QJsonObject answer = nextScripted();
+        thinkingBlock({"Reading ", "the question."});
+        if (answer.value("standin") == "hang") {
+            sleepSeconds(60);
+            return 0;
+        }
+        if (answer.value("standin") == "fail") {
+            result(QJsonObject{{"is_error", true}, {"result", "The scripted answer failed."}});
+            return 1;
+        }
+        assistant(model);
+        result(QJsonObject{{"is_error", false},
+                           {"result", "Done."},
+                           {"structured_output", answer},
+                           {"stop_reason", "end_turn"}});
+        return 0;
+    }
     if (scenario == "sub-agent") {
         thinkingBlock({"sub-agent thoughts"}, "toolu_01");
         thinkingBlock({"main thoughts"});

@@ -115,6 +115,23 @@ int exec(const Run& run) {
         outJson(QJsonObject{{"type", "turn.completed"}, {"usage", QJsonObject{{"input_tokens", 10}}}});
         return 0;
     }
+    if (scenario == "script") {
+        const QJsonObject answer = nextScripted();
+        item("item.completed", "reasoning", "Reading the question.");
+        if (answer.value("standin") == "hang") {
+            sleepSeconds(60);
+            return 0;
+        }
+        if (answer.value("standin") == "fail") {
+            outJson(QJsonObject{{"type", "turn.failed"},
+                                {"error", QJsonObject{{"message", "The scripted answer failed."}}}});
+            return 1;
+        }
+        item("item.completed", "agent_message",
+             QString::fromUtf8(QJsonDocument(answer).toJson(QJsonDocument::Compact)));
+        outJson(QJsonObject{{"type", "turn.completed"}, {"usage", QJsonObject{{"input_tokens", 10}}}});
+        return 0;
+    }
     if (scenario == "agent-nonzero") {
         item("item.completed", "agent_message", R"({"cypher":"RETURN 1","explanation":"One."})");
         return 1;

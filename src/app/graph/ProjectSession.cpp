@@ -1,5 +1,6 @@
 #include "app/graph/ProjectSession.h"
 
+#include "app/ask/AskEngine.h"
 #include "app/canvas/CanvasState.h"
 #include "app/canvas/CanvasViews.h"
 #include "app/graph/ProjectPreferences.h"
@@ -54,7 +55,8 @@ ProjectSession::ProjectSession(const Project& project, const ProjectLibrary& lib
           },
           this))
     , m_shape(new ShapeEditor(*this, this))
-    , m_preferences(new ProjectPreferences(settings, project.id, this)) {
+    , m_preferences(new ProjectPreferences(settings, project.id, this))
+    , m_ask(new AskEngine(*this, *m_preferences, this)) {
     connect(&m_canvases->graph(), &CanvasState::saveDue, this, &ProjectSession::saveLayout);
     open(std::move(openStore));
 
@@ -79,6 +81,19 @@ ProjectSession::ProjectSession(const Project& project, const ProjectLibrary& lib
         }
     });
     m_canvases->restoreLens();
+}
+
+void ProjectSession::ask(const QString& question, const AskSettings& settings, bool fresh) {
+    m_ask->ask(question, settings, fresh);
+}
+
+void ProjectSession::setHistory(const QList<HistoryEntry>& entries) {
+    m_history = entries;
+    try {
+        m_library.saveHistory(m_history, m_project.id);
+    } catch (const UserFacingError&) {
+        // The history is a cache of answers: a failed save costs a model call later, nothing more.
+    }
 }
 
 ProjectSession::~ProjectSession() {

@@ -23,6 +23,8 @@
 
 namespace corvantis {
 
+class AskEngine;
+struct AskSettings;
 class CanvasState;
 class CanvasViews;
 class NotesModel;
@@ -41,9 +43,9 @@ enum class SessionMode { Shape, Graph };
 // failure ends in `notice`.
 //
 // The components: the canvases (`canvases`: the graph's and the answer's, the loop, the removal draft),
-// the shape editor (`shape`), the project's preferences (`preferences`) and the notes (`notes`). They
-// reach the core through `SessionCore`; the session forwards the shape operations;
-// `canvases().current()` is the canvas in use.
+// the shape editor (`shape`), the project's preferences (`preferences`), the notes (`notes`) and the
+// Ask engine (`askEngine`). They reach the core through `SessionCore`; the session forwards the shape
+// operations and `ask`; `canvases().current()` is the canvas in use.
 class ProjectSession : public QObject, public SessionCore {
     Q_OBJECT
 public:
@@ -92,20 +94,17 @@ public:
     // How many records the type's table holds.
     int recordCount(const QUuid& typeId) const;
 
-    // The database, shared with read-only work on other threads; null when the graph isn't open.
-    std::shared_ptr<GraphStore> store() const { return m_store; }
+    std::shared_ptr<GraphStore> store() const override { return m_store; }
+    int degree(const QString& id) const override { return m_derived.index.degree(id); }
     bool graphUnavailable() const override { return m_graphUnavailable; }
     bool writable() override;
-
-    // The window's undo stack; without one no step is registered.
     UndoStack* undoStack() const override { return m_undo.data(); }
     void setUndoStack(UndoStack* stack);
-    // Registers an undo step on the window's stack for this session.
     void registerUndo(const QString& name, std::function<void()> handler) override;
 
     ShapeChange applyShape(const GraphSchema& after, const QList<MovedValue>* putBack = nullptr) override;
 
-    // Saves what is pending and closes the database at once; the task may be awaited later, or dropped.
+    // Saves what is pending and closes the database; starts at once, may be awaited later or dropped.
     QCoro::Task<> close();
     bool isClosed() const { return m_closed; }
 
@@ -114,7 +113,8 @@ public:
     const GraphSelection& selection() const override { return m_selection; }
     void setSelection(const GraphSelection& selection) override;
 
-    const QList<HistoryEntry>& history() const { return m_history; }
+    const QList<HistoryEntry>& history() const override { return m_history; }
+    void setHistory(const QList<HistoryEntry>& entries) override;
 
     // -- Components ------------------------------------------------------------------------------------
     CanvasViews& canvases() const { return *m_canvases; }
@@ -122,6 +122,8 @@ public:
     ShapeEditor& shape() const { return *m_shape; }
     ProjectPreferences& preferences() const { return *m_preferences; } // search scopes, Build default
     NotesModel& notes() const { return *m_notes; }
+    AskEngine& askEngine() const { return *m_ask; }
+    void ask(const QString& question, const AskSettings& settings, bool fresh = false);
 
     // -- Editing the graph -----------------------------------------------------------------------------
 
@@ -130,7 +132,7 @@ public:
     std::optional<QString> createNode(const NodeType& type, const QString& name,
                                       const PropertyMap& values = {},
                                       std::optional<QPointF> at = std::nullopt);
-    // A new relationship of the type between two nodes of the graph; its id, or absent with a notice.
+    // A new relationship between two nodes of the graph; its id, or absent with a notice.
     std::optional<QString> createRelationship(const QUuid& typeId, const QString& from, const QString& to);
     // Adds a node, and relationships that come with it, with the types' defaults filled in.
     bool insert(NodeRecord node, std::optional<QPointF> at = std::nullopt, bool pin = false,
@@ -218,8 +220,7 @@ signals:
     void modeChanged();
     void noticeChanged();
     void confirmationChanged();
-    // The records in memory changed (values, or which records there are).
-    void graphChanged();
+    void graphChanged(); // the records in memory changed (values, or which records there are)
     void selectionChanged();
     void closed();
 
@@ -289,6 +290,7 @@ private:
     ShapeEditor* m_shape;
     ProjectPreferences* m_preferences;
     NotesModel* m_notes;
+    AskEngine* m_ask;
 };
 
 } // namespace corvantis

@@ -4,16 +4,19 @@
 #include "app/shape/DataLossConfirmation.h"
 #include "kit/graph/GraphDerived.h"
 #include "kit/graph/MovedValue.h"
+#include "kit/projects/HistoryEntry.h"
 #include "kit/projects/Project.h"
 #include "kit/schema/GraphValue.h"
 
 #include <QHash>
 #include <QString>
 #include <functional>
+#include <memory>
 #include <optional>
 
 namespace corvantis {
 
+class GraphStore;
 class UndoStack;
 
 // What a session's components may reach of the core: the project, the records in memory, the notice,
@@ -31,6 +34,15 @@ public:
     // The graph may be written now: it is open, and its records are in memory (a reload that failed
     // is tried again here). Otherwise false, with the reason in the notice unless the graph isn't open.
     virtual bool writable() = 0;
+
+    // The database for read-only work on other threads; null when the graph isn't open.
+    virtual std::shared_ptr<GraphStore> store() const = 0;
+    // How many relationship ends a node has.
+    virtual int degree(const QString& id) const = 0;
+    // The questions answered before, newest first; setting them saves "history.json" (a failed save
+    // is ignored: the history is a cache).
+    virtual const QList<HistoryEntry>& history() const = 0;
+    virtual void setHistory(const QList<HistoryEntry>& entries) = 0;
 
     virtual void setNotice(const std::optional<QString>& notice) = 0;
     // The window's undo stack, or null.
