@@ -1,6 +1,7 @@
 #include "kit/links/LinkURL.h"
 
 #include <QRegularExpression>
+#include <QUrlQuery>
 
 namespace corvantis::LinkURL {
 
@@ -47,6 +48,26 @@ QString site(const QUrl& url) {
     if (host.startsWith(QLatin1String("www."), Qt::CaseInsensitive))
         host.remove(0, 4);
     return host;
+}
+
+std::optional<QString> youTubeID(const QUrl& url) {
+    static const QRegularExpression idPattern(QStringLiteral("^[A-Za-z0-9_-]{6,}$"));
+    const QString host = site(url).toLower();
+    const QStringList path = url.path().split(QLatin1Char('/'), Qt::SkipEmptyParts);
+    QString id;
+    if (host == QLatin1String("youtu.be")) {
+        id = path.value(0);
+    } else if (host == QLatin1String("youtube.com") || host == QLatin1String("m.youtube.com") ||
+               host == QLatin1String("youtube-nocookie.com") || host == QLatin1String("music.youtube.com")) {
+        if (path.value(0) == QLatin1String("watch"))
+            id = QUrlQuery(url).queryItemValue(QStringLiteral("v"));
+        else if (path.value(0) == QLatin1String("shorts") || path.value(0) == QLatin1String("embed") ||
+                 path.value(0) == QLatin1String("live") || path.value(0) == QLatin1String("v"))
+            id = path.value(1);
+    }
+    if (!idPattern.match(id).hasMatch())
+        return std::nullopt;
+    return id;
 }
 
 } // namespace corvantis::LinkURL

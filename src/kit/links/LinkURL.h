@@ -12,5 +12,7 @@ namespace corvantis::LinkURL {
 std::optional<QUrl> normalize(const QString& text);
 // The host without a leading "www.".
 QString site(const QUrl& url);
+// The video id of a YouTube watch, short, embed or youtu.be link; none for any other link.
+std::optional<QString> youTubeID(const QUrl& url);
 
 } // namespace corvantis::LinkURL
