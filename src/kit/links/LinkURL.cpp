@@ -52,21 +52,22 @@ QString site(const QUrl& url) {
 
 std::optional<QString> youTubeID(const QUrl& url) {
     static const QRegularExpression idPattern(QStringLiteral("^[A-Za-z0-9_-]{6,}$"));
-    const QString host = url.host().toLower();
-    QString candidate;
+    const QString host = site(url).toLower();
+    const QStringList path = url.path().split(QLatin1Char('/'), Qt::SkipEmptyParts);
+    QString id;
     if (host == QLatin1String("youtu.be")) {
-        candidate = url.path().mid(1).section('/', 0, 0);
-    } else if (host == QLatin1String("youtube.com") || host.endsWith(QLatin1String(".youtube.com"))) {
-        const QString path = url.path();
-        if (path == QLatin1String("/watch"))
-            candidate = QUrlQuery(url).queryItemValue(QStringLiteral("v"));
-        else if (path.startsWith(QLatin1String("/shorts/")) || path.startsWith(QLatin1String("/embed/")) ||
-                 path.startsWith(QLatin1String("/live/")))
-            candidate = path.section('/', 2, 2);
+        id = path.value(0);
+    } else if (host == QLatin1String("youtube.com") || host.endsWith(QLatin1String(".youtube.com")) ||
+               host == QLatin1String("youtube-nocookie.com")) {
+        if (path.value(0) == QLatin1String("watch"))
+            id = QUrlQuery(url).queryItemValue(QStringLiteral("v"));
+        else if (path.value(0) == QLatin1String("shorts") || path.value(0) == QLatin1String("embed") ||
+                 path.value(0) == QLatin1String("live") || path.value(0) == QLatin1String("v"))
+            id = path.value(1);
     }
-    if (!idPattern.match(candidate).hasMatch())
+    if (!idPattern.match(id).hasMatch())
         return std::nullopt;
-    return candidate;
+    return id;
 }
 
 } // namespace corvantis::LinkURL

@@ -12,8 +12,8 @@ namespace corvantis::LinkURL {
 std::optional<QUrl> normalize(const QString& text);
 // The host without a leading "www.".
 QString site(const QUrl& url);
-// The video id of a YouTube link, in its long ("youtube.com/watch?v=…", "/shorts/…", "/embed/…") and
-// short ("youtu.be/…") forms; none for any other link.
+// The video id of a YouTube link: a watch, shorts, embed, live or /v/ link on youtube.com (any of its
+// hosts) or youtube-nocookie.com, or a youtu.be link; none for any other link.
 std::optional<QString> youTubeID(const QUrl& url);
 
 } // namespace corvantis::LinkURL
