@@ -2,8 +2,11 @@
 
 #include "app/app/AppModel.h"
 #include "app/graph/ProjectSession.h"
+#include "app/notes/NotesModel.h"
 #include "ui/design/Theme.h"
 #include "ui/graph/GraphOverview.h"
+#include "ui/notes/NoteEditor.h"
+#include "ui/notes/NotesPanel.h"
 #include "ui/shape/ShapeView.h"
 #include "ui/table/GraphTableView.h"
 
@@ -14,6 +17,7 @@
 #include <QMessageBox>
 #include <QPointer>
 #include <QPushButton>
+#include <QSplitter>
 #include <QStackedWidget>
 #include <QToolButton>
 #include <QVBoxLayout>
@@ -87,7 +91,18 @@ ProjectView::ProjectView(AppModel& app, QWidget* parent)
     m_graphFaces->addWidget(m_table);
     m_modes->addWidget(m_shape);
     m_modes->addWidget(m_graphFaces);
-    layout->addWidget(m_modes, 1);
+    // The notes panel stands under the view of the mode, shut until asked for.
+    auto* split = new QSplitter(Qt::Vertical, this);
+    split->setChildrenCollapsible(false);
+    split->addWidget(m_modes);
+    m_notesHost = new QWidget(split);
+    auto* notesLayout = new QVBoxLayout(m_notesHost);
+    notesLayout->setContentsMargins(0, 0, 0, 0);
+    split->addWidget(m_notesHost);
+    split->setStretchFactor(0, 3);
+    split->setStretchFactor(1, 2);
+    m_notesHost->hide();
+    layout->addWidget(split, 1);
 
     connect(m_shapeButton, &QToolButton::clicked, this, [this] {
         if (m_session)
@@ -117,8 +132,20 @@ void ProjectView::bindSession() {
     m_shape->setSession(session);
     m_table->setSession(session);
     m_overview->setSession(session);
-    if (!session)
+    delete m_notesPanel;
+    m_notesPanel = nullptr;
+    if (!session) {
+        m_notesHost->hide();
         return;
+    }
+    m_notesPanel = new NotesPanel(session->notes(), m_notesHost);
+    m_notesHost->layout()->addWidget(m_notesPanel);
+    connect(m_notesPanel, &NotesPanel::closeRequested, m_notesHost, &QWidget::hide);
+    // The panel goes before the notes it shows.
+    connect(&session->notes(), &QObject::destroyed, this, [this] {
+        delete m_notesPanel;
+        m_notesPanel = nullptr;
+    });
     auto sync = [this, session] {
         if (!m_name->hasFocus())
             m_name->setText(session->project().name);
@@ -130,6 +157,22 @@ void ProjectView::bindSession() {
     m_name->setText(session->project().name);
     syncMode();
     beginRenaming();
+}
+
+bool ProjectView::showsNotes() const {
+    return m_notesPanel && m_notesHost->isVisible();
+}
+
+void ProjectView::toggleNotes() {
+    if (!m_notesPanel)
+        return;
+    m_notesHost->setVisible(!m_notesHost->isVisible());
+    if (!m_notesHost->isVisible())
+        return;
+    if (m_notesPanel->model().active())
+        m_notesPanel->editor()->setFocus();
+    else
+        m_notesPanel->filterField()->setFocus();
 }
 
 void ProjectView::syncMode() {

@@ -13,6 +13,7 @@ namespace corvantis {
 class AppModel;
 class GraphOverview;
 class GraphTableView;
+class NotesPanel;
 class ProjectSession;
 class ShapeView;
 
@@ -33,6 +34,11 @@ public:
     GraphOverview* overview() const { return m_overview; }
     QToolButton* shapeButton() const { return m_shapeButton; }
     QToolButton* graphButton() const { return m_graphButton; }
+
+    // The notes of the session, under the view of the mode; shut until toggled (Ctrl+J).
+    NotesPanel* notesPanel() const { return m_notesPanel; }
+    bool showsNotes() const;
+    void toggleNotes();
 
     // Whether Graph mode shows the table (View ▸ Show Table).
     bool showsTable() const { return m_showsTable; }
@@ -59,6 +65,8 @@ private:
     GraphOverview* m_overview;
     GraphTableView* m_table;
     bool m_showsTable = true;
+    QWidget* m_notesHost;
+    NotesPanel* m_notesPanel = nullptr;
 };
 
 } // namespace corvantis
