@@ -3,6 +3,7 @@
 #include "app/app/AppModel.h"
 #include "app/graph/ProjectSession.h"
 #include "app/links/LinkPreviews.h"
+#include "app/notes/NotesModel.h"
 #include "ui/canvas/CanvasPage.h"
 #include "ui/canvas/CanvasView.h"
 #include "ui/canvas/CommandPalette.h"
@@ -10,6 +11,8 @@
 #include "ui/design/Theme.h"
 #include "ui/graph/RightPanel.h"
 #include "ui/graph/Sidebar.h"
+#include "ui/notes/NoteEditor.h"
+#include "ui/notes/NotesPanel.h"
 #include "ui/shape/ShapePage.h"
 #include "ui/table/GraphTableView.h"
 
@@ -221,8 +224,15 @@ void ProjectView::bindSession() {
     m_sidebar->setSession(session);
     m_right->setSession(session);
     m_palette->setSession(session);
-    if (!session)
+    if (!session) {
+        setNotesPanel(nullptr);
         return;
+    }
+    auto* notes = new NotesPanel(session->notes(), this);
+    setNotesPanel(notes);
+    connect(notes, &NotesPanel::closeRequested, notes, &QWidget::hide);
+    // The panel goes before the notes it shows.
+    connect(&session->notes(), &QObject::destroyed, this, [this] { setNotesPanel(nullptr); });
     auto sync = [this, session] {
         if (!m_name->hasFocus())
             m_name->setText(session->project().name);
@@ -234,6 +244,27 @@ void ProjectView::bindSession() {
     m_name->setText(session->project().name);
     syncMode();
     beginRenaming();
+}
+
+NotesPanel* ProjectView::notesPanel() const {
+    return qobject_cast<NotesPanel*>(m_notes.data());
+}
+
+bool ProjectView::showsNotes() const {
+    return m_notes && m_notes->isVisible();
+}
+
+void ProjectView::toggleNotes() {
+    NotesPanel* panel = notesPanel();
+    if (!panel)
+        return;
+    panel->setVisible(!panel->isVisible());
+    if (!panel->isVisible())
+        return;
+    if (panel->model().active())
+        panel->editor()->setFocus();
+    else
+        panel->filterField()->setFocus();
 }
 
 void ProjectView::syncMode() {

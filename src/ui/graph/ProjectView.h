@@ -22,6 +22,7 @@ class CanvasPage;
 class CommandPalette;
 class Composer;
 class GraphTableView;
+class NotesPanel;
 class ProjectSession;
 class RightPanel;
 class ShapePage;
@@ -56,6 +57,10 @@ public:
     QToolButton* graphButton() const { return m_graphButton; }
     QToolButton* sidebarButton() const { return m_sidebarButton; }
 
+    // The notes panel of the session (Ctrl+J), or null.
+    bool showsNotes() const;
+    void toggleNotes();
+
     // Whether Graph mode shows the table (View ▸ Show Table) rather than the canvas.
     bool showsTable() const { return m_showsTable; }
     void setShowsTable(bool shows);
@@ -78,7 +83,7 @@ public:
     void setEmbeddingStatus(QWidget* status);
     // The notes panel under the three columns; hidden until `setNotesPanelShown(true)` (Ctrl+J).
     void setNotesPanel(QWidget* panel);
-    QWidget* notesPanel() const { return m_notes; }
+    NotesPanel* notesPanel() const;
     void setNotesPanelShown(bool shown);
     // A section of the sidebar under the node types (saved questions, the notes tree).
     void addSidebarSection(QWidget* section);
@@ -115,7 +120,7 @@ private:
     CanvasPage* m_canvas;
     GraphTableView* m_table;
     RightPanel* m_right;
-    QWidget* m_notes = nullptr;
+    QPointer<QWidget> m_notes;
     bool m_showsTable = false;
     QList<QAction*> m_projectActions;
     CommandPalette* m_palette;

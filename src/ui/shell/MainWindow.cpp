@@ -174,6 +174,10 @@ void MainWindow::buildMenus() {
     connect(m_projectView, &ProjectView::showsTableChanged, this, syncView);
     connect(view, &QMenu::aboutToShow, this, syncView);
     syncView();
+    // The notes panel under the graph.
+    QAction* notes = view->addAction(QStringLiteral("Notes"), m_projectView, &ProjectView::toggleNotes);
+    notes->setObjectName(QStringLiteral("notesAction"));
+    notes->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_J));
     view->addSeparator();
     // The project window's own commands (sidebar, canvas, palette, adding by hand).
     m_projectView->addViewActions(view);

@@ -1,0 +1,63 @@
+#pragma once
+
+#include "kit/notes/MarkdownStyle.h"
+#include "kit/notes/NoteTag.h"
+
+#include <QSyntaxHighlighter>
+#include <QTextBlockUserData>
+#include <functional>
+
+namespace corvantis {
+
+// A tag drawn as a pill over its text, which keeps exactly the pill's room.
+struct TagPill {
+    int start = 0;
+    int length = 0;
+    NoteTag tag;
+    QString text;
+    TagToken token;
+};
+
+// What styling found in one block, kept for painting glyphs and pills and for moving the caret.
+class BlockStyle : public QTextBlockUserData {
+public:
+    QList<StyleSpan> spans;
+    QList<TagPill> pills;
+};
+
+// Lays the note editor's styling over the plain Markdown as formats of the layout, block by block: the
+// document's text is never changed. Only the blocks an edit touched are styled again (and the ones
+// after them while a fence opens or shuts). Marks hidden in reading mode get formats that take no room.
+class MarkdownHighlighter : public QSyntaxHighlighter {
+    Q_OBJECT
+public:
+    using TagResolver = std::function<NoteTag(const TagToken&)>;
+
+    MarkdownHighlighter(QTextDocument* document, TagResolver tags);
+
+    bool reading() const { return m_reading; }
+    void setReading(bool reading);
+    // The colours follow the appearance; call after it changes.
+    void refreshColours();
+
+    // The text a pill shows for a tag.
+    static QString pillText(const NoteTag& tag);
+    // Pill padding on each side, in pixels.
+    static constexpr int pillPadding = 6;
+
+protected:
+    void highlightBlock(const QString& text) override;
+
+private:
+    QTextCharFormat zeroWidth(QChar c) const;
+    QTextCharFormat roomFor(QChar c, qreal width, const QTextCharFormat& base) const;
+
+    TagResolver m_tags;
+    bool m_reading = false;
+    QColor m_secondary;
+    QColor m_accent;
+    QColor m_codeBackground;
+    QColor m_highlight;
+};
+
+} // namespace corvantis
