@@ -42,6 +42,12 @@ bool SingleInstance::handOver(const std::optional<QUrl>& link) const {
 }
 
 bool SingleInstance::listen() {
+    // A copy that answers keeps the name. (Listening with access options replaces a socket file of the
+    // same name without a word, so the check comes first.)
+    QLocalSocket probe;
+    probe.connectToServer(m_name);
+    if (probe.waitForConnected(handOverTimeoutMs))
+        return false;
     m_server.setSocketOptions(QLocalServer::UserAccessOption);
     if (m_server.listen(m_name))
         return true;

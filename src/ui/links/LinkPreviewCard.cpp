@@ -52,6 +52,7 @@ LinkPreviewCard::LinkPreviewCard(LinkPreviewService* service, const QUrl& url, Q
     text->addStretch();
     layout->addLayout(text, 1);
     setMaximumHeight(pictureHeight + Theme::space(4));
+    setMaximumWidth(480);
 
     // At once: the site and the link, or what the cache knows.
     LinkPreview placeholder;

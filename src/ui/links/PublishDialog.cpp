@@ -72,12 +72,17 @@ void PublishDialog::sync() {
         m_summary->setText(QStringLiteral("Sending a read-only copy to %1.").arg(publisher.site().trimmed()));
         m_open->hide();
         m_settings->hide();
+        adjustSize();
         return;
     }
     m_heading->setText(Publisher::heading(*result));
-    m_summary->setText(Publisher::summary(*result));
+    QString text = Publisher::summary(*result);
+    if (!result->error && result->url)
+        text = result->url->toString() + QStringLiteral("\n\n") + text;
+    m_summary->setText(text);
     m_open->setVisible(!result->error && result->url);
     m_settings->setVisible(result->error.has_value() && result->error->contains(QStringLiteral("Settings")));
+    adjustSize();
 }
 
 } // namespace corvantis

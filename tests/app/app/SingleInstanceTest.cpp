@@ -44,6 +44,16 @@ TEST(SingleInstance, LaterStartHandsItsLinkToTheRunningCopy) {
     ASSERT_TRUE(test::waitUntil([&] { return received.size() == 1; }));
     EXPECT_EQ(received.first(), std::optional<QUrl>(link));
     EXPECT_TRUE(handed);
+
+    // A third copy that could not hand over does not take the name from the copy that answers.
+    SingleInstance third(name);
+    EXPECT_FALSE(third.listen());
+    bool handedAgain = false;
+    QMetaObject::invokeMethod(
+        &later, [&] { handedAgain = later.handOver(std::nullopt); }, Qt::QueuedConnection);
+    ASSERT_TRUE(test::waitUntil([&] { return received.size() == 2; }));
+    EXPECT_EQ(received.last(), std::nullopt);
+    EXPECT_TRUE(handedAgain);
 }
 
 TEST(DesktopEntry, WrittenWhenMissingOrPointingElsewhereAndRegistered) {

@@ -50,7 +50,8 @@ TEST(PublishSheet, ExplainsAMissingSiteThenShowsTheLink) {
     app.publisher().setSite(site.url("").toString());
     share->trigger();
     ASSERT_TRUE(test::waitUntil([&] { return sheet->heading()->text() == "Public on the web"; }));
-    EXPECT_TRUE(sheet->summary()->text().startsWith("12 nodes and 13 relationships. “Ideas”, read-only"));
+    EXPECT_TRUE(sheet->summary()->text().startsWith(
+        "http://127.0.0.1/g/ideas\n\n12 nodes and 13 relationships. “Ideas”, read-only"));
     EXPECT_TRUE(sheet->openButton()->isVisible());
     EXPECT_EQ(site.requests().size(), 1);
     app.session()->close();

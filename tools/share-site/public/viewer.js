@@ -164,7 +164,7 @@
       if (!shown.has(column) && value !== null && value !== '') rows.push([column, value, 'text']);
     }
     const links = edges.filter((e) => e.from === node || e.to === node)
-      .map((e) => e.from === node ? `${escape(e.label)} → ${escape(e.to.title)}` : `${escape(e.from.title)} → ${escape(e.label)}`);
+      .map((e) => `${escape(e.from.title)} <span class="meta">${escape(e.label)}</span> ${escape(e.to.title)}`);
     details.innerHTML = `<h2><span class="swatch" style="background:${node.color}"></span>${escape(node.title)}</h2>
       <div class="meta">${escape(node.type ? node.type.name : node.label)}</div>
       <dl>${rows.map(([name, value, kind]) => `<dt>${escape(name)}</dt><dd>${kind === 'link' && /^https?:\/\//.test(String(value))
