@@ -9,6 +9,7 @@
 #include "ui/canvas/CommandPalette.h"
 #include "ui/canvas/Composer.h"
 #include "ui/design/Theme.h"
+#include "ui/drawing/DrawingOpener.h"
 #include "ui/graph/RightPanel.h"
 #include "ui/graph/Sidebar.h"
 #include "ui/notes/NoteEditor.h"
@@ -71,7 +72,8 @@ ProjectView::ProjectView(AppModel& app, QWidget* parent)
     , m_canvas(new CanvasPage(m_graphFaces))
     , m_table(new GraphTableView(m_graphFaces))
     , m_right(new RightPanel(m_columns))
-    , m_palette(new CommandPalette(this)) {
+    , m_palette(new CommandPalette(this))
+    , m_drawings(new DrawingOpener(this)) {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(0);
@@ -231,6 +233,7 @@ void ProjectView::bindSession() {
     auto* notes = new NotesPanel(session->notes(), this);
     setNotesPanel(notes);
     connect(notes, &NotesPanel::closeRequested, notes, &QWidget::hide);
+    m_drawings->attach(notes->editor(), &session->notes());
     // The panel goes before the notes it shows.
     connect(&session->notes(), &QObject::destroyed, this, [this] { setNotesPanel(nullptr); });
     auto sync = [this, session] {

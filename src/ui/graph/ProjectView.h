@@ -21,6 +21,7 @@ class AppModel;
 class CanvasPage;
 class CommandPalette;
 class Composer;
+class DrawingOpener;
 class GraphTableView;
 class NotesPanel;
 class ProjectSession;
@@ -124,6 +125,7 @@ private:
     bool m_showsTable = false;
     QList<QAction*> m_projectActions;
     CommandPalette* m_palette;
+    DrawingOpener* m_drawings;
 };
 
 } // namespace corvantis
