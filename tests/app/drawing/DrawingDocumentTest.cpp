@@ -49,6 +49,7 @@ struct Drawing {
     explicit Drawing(bool inNote = false) {
         document =
             std::make_unique<DrawingDocument>(DrawingRequest{id, "note", 3}, folder, inNote, &page, nullptr);
+        emit page.ready(); // the board came up and was given the drawing
     }
     QString file(const QString& suffix) const { return QDir(folder).filePath(id + suffix); }
     QStringList files() const { return QDir(folder).entryList(QDir::Files); }
@@ -122,6 +123,8 @@ TEST(DrawingDocument, TheFirstSaveWritesThreeFilesAndPlacesTheEmbedOnce) {
     EXPECT_EQ(pictures.size(), 2);
     // Opening again loads what was saved.
     emit d.page.ready();
+    ASSERT_EQ(d.page.loaded.size(), 2);
+    EXPECT_EQ(d.page.loaded.first(), "|light"); // a new drawing loads empty
     EXPECT_EQ(d.page.loaded.last(), "{\"items\":[1,2]}|light");
 }
 
@@ -151,6 +154,16 @@ TEST(DrawingDocument, AnUntouchedDrawingLeavesNothingAndAnEmptiedOneGoesWithItsF
     ASSERT_EQ(emptied.size(), 1);
     EXPECT_EQ(d.files(), QStringList{"photo.png"});
     EXPECT_FALSE(d.document->inNote());
+}
+
+TEST(DrawingDocument, ABoardThatNeverCameUpIsNotAskedToSave) {
+    QTemporaryDir dir;
+    ScriptedPage page;
+    DrawingDocument document({"id", "note", std::nullopt}, dir.path(), false, &page, nullptr);
+    document.changed();
+    document.finish();
+    EXPECT_EQ(page.saveRequests, 0);
+    EXPECT_TRUE(document.finished());
 }
 
 TEST(DrawingDocument, FinishingWhileASaveWaitsSavesFirst) {
