@@ -1,5 +1,6 @@
 #include "app/graph/ProjectSession.h"
 
+#include "app/build/SessionBuilds.h"
 #include "app/canvas/CanvasState.h"
 #include "app/graph/ProjectPreferences.h"
 #include "app/undo/UndoStack.h"
@@ -51,9 +52,11 @@ ProjectSession::ProjectSession(const Project& project, const ProjectLibrary& lib
     , m_preferences(new ProjectPreferences(settings, project.id, this)) {
     connect(m_graphCanvas, &CanvasState::saveDue, this, &ProjectSession::saveLayout);
     open(std::move(openStore));
+    m_builds = new SessionBuilds(*this, settings, this);
 }
 
 ProjectSession::~ProjectSession() {
+    delete std::exchange(m_builds, nullptr); // saves its conversations while the session stands
     if (m_undo)
         m_undo->removeAllActions(this);
 }

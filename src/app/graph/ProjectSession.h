@@ -25,6 +25,7 @@ namespace corvantis {
 
 class CanvasState;
 class ProjectPreferences;
+class SessionBuilds;
 class Settings;
 
 // The two views of a project.
@@ -119,8 +120,9 @@ public:
 
     CanvasState& graphCanvas() const { return *m_graphCanvas; }
     ShapeEditor& shape() const { return *m_shape; }
-    // The search scopes and the Build default.
+    // The search scopes and the Build default; the two build chats, graph and shape.
     ProjectPreferences& preferences() const { return *m_preferences; }
+    SessionBuilds& builds() const { return *m_builds; }
 
     // -- Editing the graph -----------------------------------------------------------------------------
 
@@ -273,15 +275,12 @@ private:
     SessionMode m_mode = SessionMode::Graph;
     std::optional<QString> m_notice;
     std::optional<DataLossConfirmation> m_confirmation;
-
     QHash<QString, NodeRecord> m_nodes;
     QHash<QString, RelRecord> m_rels;
     Derived m_derived;
     int m_topology = 0;
-
     GraphSelection m_selection;
     QList<HistoryEntry> m_history;
-
     std::shared_ptr<SessionStore> m_store;
     bool m_graphUnavailable = false;
     // A reload after a migration failed: the maps are empty and nothing is written until one succeeds.
@@ -294,6 +293,7 @@ private:
     CanvasState* m_graphCanvas;
     ShapeEditor* m_shape;
     ProjectPreferences* m_preferences;
+    SessionBuilds* m_builds = nullptr;
 };
 
 } // namespace corvantis
