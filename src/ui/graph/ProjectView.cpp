@@ -2,6 +2,8 @@
 
 #include "app/app/AppModel.h"
 #include "app/graph/ProjectSession.h"
+#include "ui/build/BuildMessageField.h"
+#include "ui/build/BuildPanel.h"
 #include "ui/design/Theme.h"
 #include "ui/graph/GraphOverview.h"
 #include "ui/shape/ShapeView.h"
@@ -81,13 +83,32 @@ ProjectView::ProjectView(AppModel& app, QWidget* parent)
     barLayout->addWidget(m_shapeButton);
     barLayout->addWidget(m_graphButton);
     barLayout->addStretch();
+    // Build: the right panel's Build face (Ctrl+N).
+    auto* buildButton = new QToolButton(bar);
+    buildButton->setText(QStringLiteral("Build"));
+    buildButton->setToolTip(QStringLiteral("Build (Ctrl+N)"));
+    buildButton->setCheckable(true);
+    buildButton->setShortcut(QKeySequence(QStringLiteral("Ctrl+N")));
+    buildButton->setObjectName(QStringLiteral("buildToggle"));
+    barLayout->addWidget(buildButton);
     layout->addWidget(bar);
 
     m_graphFaces->addWidget(m_overview);
     m_graphFaces->addWidget(m_table);
     m_modes->addWidget(m_shape);
     m_modes->addWidget(m_graphFaces);
-    layout->addWidget(m_modes, 1);
+    auto* body = new QHBoxLayout();
+    body->setSpacing(0);
+    body->addWidget(m_modes, 1);
+    m_build = new BuildPanel(m_app, this);
+    m_build->setVisible(false);
+    body->addWidget(m_build);
+    layout->addLayout(body, 1);
+    connect(buildButton, &QToolButton::toggled, m_build, [this](bool on) {
+        m_build->setVisible(on);
+        if (on)
+            m_build->messageField()->setFocus();
+    });
 
     connect(m_shapeButton, &QToolButton::clicked, this, [this] {
         if (m_session)

@@ -11,6 +11,7 @@ class QToolButton;
 namespace corvantis {
 
 class AppModel;
+class BuildPanel;
 class GraphOverview;
 class GraphTableView;
 class ProjectSession;
@@ -31,6 +32,7 @@ public:
     ShapeView* shapeView() const { return m_shape; }
     GraphTableView* tableView() const { return m_table; }
     GraphOverview* overview() const { return m_overview; }
+    BuildPanel* buildPanel() const { return m_build; }
     QToolButton* shapeButton() const { return m_shapeButton; }
     QToolButton* graphButton() const { return m_graphButton; }
 
@@ -59,6 +61,7 @@ private:
     GraphOverview* m_overview;
     GraphTableView* m_table;
     bool m_showsTable = true;
+    BuildPanel* m_build = nullptr;
 };
 
 } // namespace corvantis
