@@ -389,7 +389,13 @@ QCoro::Task<> BuildChat::buildGraph(BuildTurn* turn, AIClient client, Using use,
                               : QStringLiteral("Drafted nodes and relationships"));
     turn->draft = BuildTurn::DraftSize{draft.nodes.size(), draft.relationships.size(), draft.changes.size()};
 
-    GraphReview review = GraphBuilder::review(draft, m_host.project().schema, m_host.nodes());
+    // The check reads the whole graph: it runs on the pool over copies (shared until the graph changes),
+    // and the main thread stays free.
+    QFuture<GraphReview> checking = QtConcurrent::run(
+        [draft, schema, nodes = m_host.nodes()] { return GraphBuilder::review(draft, schema, nodes); });
+    GraphReview review = co_await checking;
+    if (!self)
+        throw Cancelled();
     if (m_review)
         review.carryOver(*m_review, m_host.project().schema);
     present(review, draft.summary, turn);

@@ -64,6 +64,59 @@ QStringList keyWords(const QString& text) {
 }
 
 QString nameKey(const QString& text) {
+    // Plain ASCII, which most names are, needs no normalizing: one pass, one allocation.
+    bool ascii = true;
+    for (QChar c : text)
+        if (c.unicode() >= 0x80) {
+            ascii = false;
+            break;
+        }
+    if (ascii) {
+        QString key;
+        key.reserve(text.size() + 4);
+        bool inWord = false;
+        int words = 0;
+        qsizetype firstEnd = -1;
+        auto separate = [&] {
+            if (inWord) {
+                if (words == 1)
+                    firstEnd = key.size();
+                inWord = false;
+            }
+        };
+        for (QChar c : text) {
+            const char16_t u = c.unicode();
+            const bool alnum = (u >= 'a' && u <= 'z') || (u >= 'A' && u <= 'Z') || (u >= '0' && u <= '9');
+            if (u == '&') {
+                separate();
+                if (!key.isEmpty())
+                    key += QLatin1Char(' ');
+                key += QLatin1String("and");
+                ++words;
+                if (words == 1)
+                    firstEnd = key.size();
+                continue;
+            }
+            if (!alnum) {
+                separate();
+                continue;
+            }
+            if (!inWord) {
+                if (!key.isEmpty())
+                    key += QLatin1Char(' ');
+                ++words;
+                inWord = true;
+            }
+            key += QChar(u >= 'A' && u <= 'Z' ? u + 32 : u);
+        }
+        separate();
+        if (words >= 2) {
+            const QStringView first = QStringView(key).left(firstEnd);
+            if (first == QLatin1String("the") || first == QLatin1String("a") || first == QLatin1String("an"))
+                key.remove(0, firstEnd + 1);
+        }
+        return key;
+    }
     QStringList words = keyWords(text);
     if (words.size() >= 2 && (words.first() == QLatin1String("the") || words.first() == QLatin1String("a") ||
                               words.first() == QLatin1String("an")))
@@ -192,23 +245,58 @@ GraphReview review(const GraphDraft& draft, const GraphSchema& schema,
                    const QHash<QString, NodeRecord>& existing) {
     GraphReview review;
 
-    // 1. The graph by identity, and every id with its table.
+    // 1. The graph by identity (table, then name key), and every id with its table. Only the names that
+    // the draft uses are kept: a graph of many nodes is walked once, with no index built of all of it.
     QHash<QString, const NodeType*> typeOfTable;
     for (const NodeType& type : schema.nodeTypes)
         if (!typeOfTable.contains(type.table()))
             typeOfTable.insert(type.table(), &type);
-    QHash<QString, QString> byIdentity;
-    byIdentity.reserve(existing.size());
+    QHash<QString, QSet<QString>> wanted; // table -> name keys the draft uses
+    for (const GraphDraft::Node& drafted : draft.nodes) {
+        const QString table = Identifier::nodeTable(drafted.type).toLower();
+        for (const NodeType& type : schema.nodeTypes)
+            if (type.table().toLower() == table && type.title()) {
+                const PropertyMap values = GraphBuilder::values(drafted.properties, type.properties, false);
+                if (auto title = values.value(type.title()->column()).titleText())
+                    wanted[type.table()].insert(nameKey(*title));
+                break;
+            }
+    }
+    QHash<QString, QHash<QString, QString>> byIdentity; // table -> name key -> id
+    QString lastLabel;
+    const NodeType* lastType = nullptr;
+    QString lastColumn;
+    QHash<QString, QString>* lastIndex = nullptr;
+    const QSet<QString>* lastWanted = nullptr;
     for (const NodeRecord& record : existing) {
-        const NodeType* type = typeOfTable.value(record.label);
-        if (!type || !type->title())
+        if (!lastIndex || record.label != lastLabel) {
+            lastLabel = record.label;
+            lastType = typeOfTable.value(record.label);
+            lastColumn = lastType && lastType->title() ? lastType->title()->column() : QString();
+            lastIndex = &byIdentity[record.label];
+            auto names = wanted.constFind(record.label);
+            lastWanted = names == wanted.cend() ? nullptr : &*names;
+        }
+        if (lastColumn.isEmpty() || !lastWanted)
             continue;
-        auto title = record.properties.value(type->title()->column()).titleText();
-        if (!title)
+        auto found = record.properties.constFind(lastColumn);
+        if (found == record.properties.cend())
             continue;
-        const QString key = identity(record.label, *title);
-        if (!byIdentity.contains(key))
-            byIdentity.insert(key, record.id);
+        const QString* text = found->asString();
+        QString key;
+        if (text) {
+            key = nameKey(*text);
+        } else {
+            auto title = found->titleText();
+            if (!title)
+                continue;
+            key = nameKey(*title);
+        }
+        // A title of spaces, or of no letters, has no key worth matching; a blank one no title at all.
+        if (text && text->trimmed().isEmpty())
+            continue;
+        if (lastWanted->contains(key) && !lastIndex->contains(key))
+            lastIndex->insert(key, record.id);
     }
     QHash<QString, QString> lowerIds; // filled on the first id typed in another case
     auto existingId = [&](const QString& text) -> std::optional<QString> {
@@ -263,7 +351,8 @@ GraphReview review(const GraphDraft& draft, const GraphSchema& schema,
                 continue;
             }
             refOfIdentity.insert(key, ref);
-            if (auto match = byIdentity.constFind(key); match != byIdentity.cend()) {
+            const QHash<QString, QString> index = byIdentity.value(type->table());
+            if (auto match = index.constFind(nameKey(*titleText)); match != index.cend()) {
                 node.target = *match;
                 node.matches = {GraphReview::Match{*match, std::nullopt}};
             }

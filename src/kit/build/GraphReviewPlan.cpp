@@ -41,6 +41,18 @@ PropertyMap differing(const PropertyMap& wanted, const PropertyMap& present) {
     return changed;
 }
 
+// A relationship's identity without building its text: the three parts share the records' own strings.
+struct RelKey {
+    QString label;
+    QString from;
+    QString to;
+    bool operator==(const RelKey& other) const = default;
+};
+
+size_t qHash(const RelKey& key, size_t seed = 0) {
+    return qHashMulti(seed, key.label, key.from, key.to);
+}
+
 void mergeInto(QList<NodeUpdate>& list, const QString& id, const PropertyMap& values, bool laterWins) {
     for (NodeUpdate& update : list)
         if (update.id == id) {
@@ -169,14 +181,19 @@ GraphPlan GraphReview::plan(const GraphSchema& schema, const QHash<QString, Node
     auto live = [&](const QString& id) {
         return existing.contains(id) && !removedNodes.contains(id);
     };
-    QSet<QString> seen;
-    seen.reserve(rels.size());
-    QHash<QString, QString> liveRels; // id -> label, of live relationships
+    // The graph's relationships are looked at only where a drafted one could repeat them: from an
+    // existing node that a drafted relationship starts at.
+    QSet<QString> startsAt;
+    for (const Node& node : nodes)
+        if (node.include && node.target)
+            startsAt.insert(*node.target);
+    for (const Relationship& rel : relationships)
+        if (rel.include && !rel.from.isDraft())
+            startsAt.insert(rel.from.value);
+    QSet<RelKey> seen;
     for (const RelRecord& rel : rels)
-        if (!removedRels.contains(rel.id) && live(rel.from) && live(rel.to)) {
-            seen.insert(key(rel.label, rel.from, rel.to));
-            liveRels.insert(rel.id, rel.label);
-        }
+        if (startsAt.contains(rel.from) && !removedRels.contains(rel.id) && live(rel.from) && live(rel.to))
+            seen.insert(RelKey{rel.label, rel.from, rel.to});
     QHash<QString, QString> idOfRef;
     QHash<QString, QString> newTables; // id of a new node -> table
     auto tableOf = [&](const QString& id) -> QString {
@@ -245,7 +262,7 @@ GraphPlan GraphReview::plan(const GraphSchema& schema, const QHash<QString, Node
         const NodeType* toType = schema.nodeTypeForTable(tableOf(*to));
         if (!fromType || !toType || !type->endpoints.contains(RelEndpoint{fromType->id, toType->id}))
             continue;
-        const QString relKey = key(type->table(), *from, *to);
+        const RelKey relKey{type->table(), *from, *to};
         if (seen.contains(relKey))
             continue;
         seen.insert(relKey);
@@ -253,10 +270,15 @@ GraphPlan GraphReview::plan(const GraphSchema& schema, const QHash<QString, Node
                                             type->table(), *from, *to, withoutBlanks(rel.properties)});
     }
 
-    // Edits.
+    // Edits. The relationships by id are only looked at when a change edits.
     QHash<QString, const RelRecord*> relById;
-    for (const RelRecord& rel : rels)
-        relById.insert(rel.id, &rel);
+    const bool edits = std::any_of(changes.begin(), changes.end(), [](const Change& change) {
+        return change.include && change.action == Change::Action::Update;
+    });
+    if (edits)
+        for (const RelRecord& rel : rels)
+            if (!removedRels.contains(rel.id) && live(rel.from) && live(rel.to))
+                relById.insert(rel.id, &rel);
     for (const Change& change : changes) {
         if (change.action != Change::Action::Update)
             continue;
@@ -270,7 +292,7 @@ GraphPlan GraphReview::plan(const GraphSchema& schema, const QHash<QString, Node
                 const PropertyMap changed = differing(wanted, record.properties);
                 if (!changed.isEmpty())
                     mergeInto(plan.nodeEdits, id, changed, true);
-            } else if (liveRels.contains(id)) {
+            } else if (relById.contains(id)) {
                 const RelRecord* record = relById.value(id);
                 const RelType* type = schema.relTypeForTable(record->label);
                 if (!type)

@@ -52,7 +52,10 @@ ReviewList::ReviewList(QWidget* parent)
     m_tree->setRootIsDecorated(true);
     m_tree->setUniformRowHeights(false);
     m_tree->setContextMenuPolicy(Qt::CustomContextMenu);
-    m_tree->header()->setStretchLastSection(true);
+    m_tree->header()->setStretchLastSection(false);
+    m_tree->header()->setSectionResizeMode(0, QHeaderView::Stretch);
+    m_tree->header()->setSectionResizeMode(1, QHeaderView::ResizeToContents);
+    m_tree->setTextElideMode(Qt::ElideMiddle);
     m_tree->setAccessibleName(QStringLiteral("Draft"));
     layout->addWidget(m_tree, 1);
     m_hint->setWordWrap(true);
@@ -261,7 +264,6 @@ void ReviewList::rebuild() {
             item->setForeground(0, Theme::secondaryText());
         }
     }
-    m_tree->resizeColumnToContents(0);
 
     const qint64 count = review.includedCount();
     const bool untitled = review.hasUntitled(schema);
