@@ -55,7 +55,7 @@ ReviewList::ReviewList(QWidget* parent)
     m_tree->header()->setStretchLastSection(false);
     m_tree->header()->setSectionResizeMode(0, QHeaderView::Stretch);
     m_tree->header()->setSectionResizeMode(1, QHeaderView::ResizeToContents);
-    m_tree->setTextElideMode(Qt::ElideMiddle);
+    m_tree->setTextElideMode(Qt::ElideRight);
     m_tree->setAccessibleName(QStringLiteral("Draft"));
     layout->addWidget(m_tree, 1);
     m_hint->setWordWrap(true);
@@ -198,7 +198,7 @@ void ReviewList::rebuild() {
             const GraphReview::Relationship& rel = review.relationships[i];
             const RelType* type = schema.relType(rel.type);
             auto* item = new QTreeWidgetItem(rels);
-            item->setText(0, endTitle(rel.from) + QStringLiteral(" → ") + (type ? type->table() : QString()) +
+            item->setText(0, (type ? type->table() + QStringLiteral(": ") : QString()) + endTitle(rel.from) +
                                  QStringLiteral(" → ") + endTitle(rel.to));
             item->setFlags(Qt::ItemIsEnabled | Qt::ItemIsUserCheckable | Qt::ItemIsSelectable);
             item->setCheckState(0, rel.include ? Qt::Checked : Qt::Unchecked);
