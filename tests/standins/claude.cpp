@@ -125,6 +125,31 @@ int print(const Run& run) {
                            {"stop_reason", "end_turn"}});
         return 0;
     }
+    if (scenario == "answers") {
+        // The structured answers of $STANDIN_ANSWERS (a JSON array), one per run, in order; a counter file
+        // beside it says how many were given.
+        const QString path = qEnvironmentVariable("STANDIN_ANSWERS");
+        QFile counter(path + ".count");
+        int given = 0;
+        if (counter.open(QIODevice::ReadOnly))
+            given = counter.readAll().toInt();
+        counter.close();
+        QFile file(path);
+        file.open(QIODevice::ReadOnly);
+        const QJsonArray answers = QJsonDocument::fromJson(file.readAll()).array();
+        if (given >= answers.size())
+            refuse({"no answer left for run " + QString::number(given + 1)});
+        if (counter.open(QIODevice::WriteOnly | QIODevice::Truncate))
+            counter.write(QByteArray::number(given + 1));
+        counter.close();
+        thinkingBlock({"Reading ", "the text."});
+        assistant(model);
+        result(QJsonObject{{"is_error", false},
+                           {"result", "Done."},
+                           {"structured_output", answers.at(given).toObject()},
+                           {"stop_reason", "end_turn"}});
+        return 0;
+    }
     if (scenario == "sub-agent") {
         thinkingBlock({"sub-agent thoughts"}, "toolu_01");
         thinkingBlock({"main thoughts"});

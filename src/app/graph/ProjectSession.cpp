@@ -1,6 +1,7 @@
 #include "app/graph/ProjectSession.h"
 
 #include "app/ask/AskEngine.h"
+#include "app/build/SessionBuilds.h"
 #include "app/canvas/CanvasState.h"
 #include "app/canvas/CanvasViews.h"
 #include "app/graph/ProjectPreferences.h"
@@ -62,8 +63,9 @@ ProjectSession::ProjectSession(const Project& project, const ProjectLibrary& lib
 
     // The notes come after the records, so that their first sweep and their tags see the graph.
     m_notes = new NotesModel(*this, m_library, settings, this);
-    m_notes->setRecentNodes(
-        [this] { return QStringList(m_canvases->graph().shown().begin(), m_canvases->graph().shown().end()); });
+    m_notes->setRecentNodes([this] {
+        return QStringList(m_canvases->graph().shown().begin(), m_canvases->graph().shown().end());
+    });
     connect(this, &ProjectSession::graphChanged, m_notes, &NotesModel::graphChanged);
     connect(this, &ProjectSession::projectChanged, m_notes, &NotesModel::graphChanged);
     // A tag followed from a note: the graph shows its target, selected; a relationship's ends come along.
@@ -81,6 +83,7 @@ ProjectSession::ProjectSession(const Project& project, const ProjectLibrary& lib
         }
     });
     m_canvases->restoreLens();
+    m_builds = new SessionBuilds(*this, settings, this);
 }
 
 void ProjectSession::ask(const QString& question, const AskSettings& settings, bool fresh) {
@@ -97,6 +100,7 @@ void ProjectSession::setHistory(const QList<HistoryEntry>& entries) {
 }
 
 ProjectSession::~ProjectSession() {
+    delete std::exchange(m_builds, nullptr); // saves its conversations while the session stands
     if (m_undo)
         m_undo->removeAllActions(this);
 }

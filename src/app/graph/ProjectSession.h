@@ -29,6 +29,7 @@ class CanvasState;
 class CanvasViews;
 class NotesModel;
 class ProjectPreferences;
+class SessionBuilds;
 class Settings;
 
 // The two views of a project.
@@ -124,6 +125,7 @@ public:
     NotesModel& notes() const { return *m_notes; }
     AskEngine& askEngine() const { return *m_ask; }
     void ask(const QString& question, const AskSettings& settings, bool fresh = false);
+    SessionBuilds& builds() const { return *m_builds; } // the two build chats, graph and shape
 
     // -- Editing the graph -----------------------------------------------------------------------------
 
@@ -268,15 +270,12 @@ private:
     SessionMode m_mode = SessionMode::Graph;
     std::optional<QString> m_notice;
     std::optional<DataLossConfirmation> m_confirmation;
-
     QHash<QString, NodeRecord> m_nodes;
     QHash<QString, RelRecord> m_rels;
     GraphDerived::Maps m_derived;
     int m_topology = 0;
-
     GraphSelection m_selection;
     QList<HistoryEntry> m_history;
-
     std::shared_ptr<SessionStore> m_store;
     bool m_graphUnavailable = false;
     // A reload after a migration failed: the maps are empty and nothing is written until one succeeds.
@@ -291,6 +290,7 @@ private:
     ProjectPreferences* m_preferences;
     NotesModel* m_notes;
     AskEngine* m_ask;
+    SessionBuilds* m_builds = nullptr;
 };
 
 } // namespace corvantis

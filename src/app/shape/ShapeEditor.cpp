@@ -89,6 +89,14 @@ QStringList ShapeEditor::distinctValues(const QUuid& property, const PropertyOwn
     return applied().distinctValues(property, owner, limit);
 }
 
+ShapeMergeResult ShapeEditor::applyShapeDraft(const ShapeDraft& draft) {
+    ShapeMergeResult result;
+    const bool changed = editShape(QStringLiteral("Build Shape with AI"), [&](GraphSchema& schema) {
+        result = ShapeDesigner::merge(schema, draft);
+    });
+    return changed ? result : ShapeMergeResult{};
+}
+
 // -- The pattern of every shape edit -------------------------------------------------------------------
 
 bool ShapeEditor::refuseShapeEdit() {

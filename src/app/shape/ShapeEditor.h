@@ -2,6 +2,7 @@
 
 #include "app/graph/SessionCore.h"
 #include "app/shape/ShapeSelection.h"
+#include "kit/build/ShapeDesigner.h"
 #include "kit/graph/AppliedGraph.h"
 #include "kit/graph/DataLoss.h"
 
@@ -70,6 +71,10 @@ public:
     // Any other change of the shape, by the pattern of every shape edit, as one undo step; a change that
     // would delete data asks first. Whether the shape changed (or a confirmation now waits).
     bool editShape(const QString& actionName, const std::function<void(GraphSchema&)>& change);
+
+    // Adds what a shape draft adds, as one undo step "Build Shape with AI"; what it added (all zero when
+    // nothing, or when the shape can't change now).
+    ShapeMergeResult applyShapeDraft(const ShapeDraft& draft);
 
     // The relationship type is in the shape that the database holds.
     bool isApplied(const RelType& type) const;

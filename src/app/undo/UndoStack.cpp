@@ -20,7 +20,7 @@ void UndoStack::registerUndo(QObject* target, Handler handler) {
         return;
     }
     m_redo.clear();
-    m_undo.append(Step{QString(), {std::move(action)}});
+    m_undo.append(Step{QString(), {std::move(action)}, ++m_serial});
     emit changed();
 }
 
@@ -51,6 +51,7 @@ void UndoStack::endGroup() {
     Step step = std::exchange(m_open, Step());
     if (step.actions.isEmpty())
         return;
+    step.serial = ++m_serial;
     m_undo.append(std::move(step));
     emit changed();
 }
@@ -145,6 +146,7 @@ void UndoStack::run(QList<Step>& from, QList<Step>& to, State state) {
         from.append(std::move(step));
     } else if (!inverse.actions.isEmpty()) {
         inverse.name = step.name;
+        inverse.serial = ++m_serial;
         to.append(std::move(inverse));
     }
     m_state = State::Idle;

@@ -40,6 +40,9 @@ public:
     // by running the inverses they registered, and the whole step stays where it was.
     void refuse();
 
+    // A number that names the newest undo step, new for every step that lands there; 0 when there is none.
+    quint64 topUndoSerial() const { return m_undo.isEmpty() ? 0 : m_undo.last().serial; }
+
     bool canUndo() const;
     bool canRedo() const;
     QString undoActionName() const;
@@ -63,6 +66,7 @@ private:
     struct Step {
         QString name;
         QList<Action> actions;
+        quint64 serial = 0;
     };
     enum class State { Idle, Undoing, Redoing, RollingBack };
 
@@ -77,6 +81,7 @@ private:
     int m_openGroups = 0;
     State m_state = State::Idle;
     bool m_refused = false;
+    quint64 m_serial = 0;
 };
 
 } // namespace corvantis

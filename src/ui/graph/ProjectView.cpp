@@ -4,6 +4,8 @@
 #include "app/graph/ProjectSession.h"
 #include "app/links/LinkPreviews.h"
 #include "app/notes/NotesModel.h"
+#include "ui/build/BuildMessageField.h"
+#include "ui/build/BuildPanel.h"
 #include "ui/canvas/CanvasPage.h"
 #include "ui/canvas/CanvasView.h"
 #include "ui/canvas/CommandPalette.h"
@@ -139,6 +141,14 @@ ProjectView::ProjectView(AppModel& app, QWidget* parent)
     m_askSlot = slotLayout(barLayout, "askBarSlot", 1);
     m_buildSlot = slotLayout(barLayout, "buildSlot", 0);
     m_statusSlot = slotLayout(barLayout, "embeddingStatusSlot", 0);
+    // Build: the right panel's Build face (Ctrl+N).
+    auto* buildButton = new QToolButton(bar);
+    buildButton->setText(QStringLiteral("Build"));
+    buildButton->setToolTip(QStringLiteral("Build (Ctrl+N)"));
+    buildButton->setShortcut(QKeySequence(QStringLiteral("Ctrl+N")));
+    buildButton->setObjectName(QStringLiteral("buildToggle"));
+    buildButton->setAutoRaise(true);
+    fillSlot(m_buildSlot, buildButton);
 
     auto* settings = new QToolButton(bar);
     settings->setObjectName(QStringLiteral("settingsButton"));
@@ -167,6 +177,16 @@ ProjectView::ProjectView(AppModel& app, QWidget* parent)
     m_vertical->addWidget(m_columns);
     m_vertical->setCollapsible(0, false);
     layout->addWidget(m_vertical, 1);
+    m_build = new BuildPanel(m_app, this);
+    m_right->addFace(m_build, QStringLiteral("Build"));
+    connect(buildButton, &QToolButton::clicked, this, [this] {
+        if (m_right->isOpen() && m_right->currentFace() == m_build) {
+            m_right->setOpen(false);
+            return;
+        }
+        m_right->showFace(m_build);
+        m_build->messageField()->setFocus();
+    });
 
     connect(m_shapeButton, &QToolButton::clicked, this, [this] {
         if (m_session)

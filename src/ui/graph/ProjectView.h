@@ -22,6 +22,7 @@ class CanvasPage;
 class CommandPalette;
 class Composer;
 class DrawingOpener;
+class BuildPanel;
 class GraphTableView;
 class NotesPanel;
 class ProjectSession;
@@ -54,6 +55,7 @@ public:
     CommandPalette* palette() const { return m_palette; }
     // Opens the composer of a node at a world point of the canvas; with `from`, connected to that node.
     void openComposer(QPointF world, const std::optional<QString>& from);
+    BuildPanel* buildPanel() const { return m_build; }
     QToolButton* shapeButton() const { return m_shapeButton; }
     QToolButton* graphButton() const { return m_graphButton; }
     QToolButton* sidebarButton() const { return m_sidebarButton; }
@@ -126,6 +128,7 @@ private:
     QList<QAction*> m_projectActions;
     CommandPalette* m_palette;
     DrawingOpener* m_drawings;
+    BuildPanel* m_build = nullptr;
 };
 
 } // namespace corvantis
