@@ -15,6 +15,7 @@
 namespace corvantis {
 
 class AIConnection;
+class EmbeddingModelManager;
 class ProjectSession;
 
 // What the command palette lists.
@@ -32,6 +33,8 @@ public:
     ~AppModel() override;
 
     const ProjectLibrary& library() const { return m_library; }
+    // The local embedding model ("Models" beside "Projects").
+    EmbeddingModelManager& embeddingModels() const { return *m_embeddingModels; }
     Settings& settings() { return *m_settings; }
 
     const QList<Project>& projects() const { return m_projects; }
@@ -119,6 +122,7 @@ private:
 
     std::unique_ptr<Settings> m_settings;
     ProjectLibrary m_library;
+    EmbeddingModelManager* m_embeddingModels = nullptr;
     QList<Project> m_projects;
     ProjectSession* m_session = nullptr;
     AIProvider m_provider = AIProvider::claude;

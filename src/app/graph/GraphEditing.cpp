@@ -60,6 +60,7 @@ void ProjectSession::dropFromMemory(const QSet<QString>& nodeIds, const QSet<QSt
         m_nodes.remove(id);
     for (const QString& id : relIds)
         m_rels.remove(id);
+    emit recordsChanged({}, nodeIds + relIds);
     m_graphCanvas->forget(nodeIds);
     for (const QString& id : m_selection.ids) {
         if (nodeIds.contains(id) || relIds.contains(id)) {
@@ -131,8 +132,12 @@ bool ProjectSession::insert(NodeRecord node, std::optional<QPointF> at, bool pin
     }
 
     m_nodes.insert(node.id, node);
-    for (const RelRecord& rel : std::as_const(rels))
+    QSet<QString> added{node.id};
+    for (const RelRecord& rel : std::as_const(rels)) {
         m_rels.insert(rel.id, rel);
+        added.insert(rel.id);
+    }
+    emit recordsChanged(added, {});
     m_graphCanvas->put(node.id, at);
     if (pin)
         m_graphCanvas->pin(node.id);
@@ -163,6 +168,7 @@ bool ProjectSession::insert(RelRecord rel) {
         return false;
     }
     m_rels.insert(rel.id, rel);
+    emit recordsChanged({rel.id}, {});
     rebuildDerived();
     registerUndo(QStringLiteral("Add Relationship"), [this, id = rel.id] { deleteRel(id); });
     return true;
@@ -229,6 +235,7 @@ bool ProjectSession::updateRecord(const QString& id, bool isNode, const Property
         else
             held->insert(it.key(), it.value());
     }
+    emit recordsChanged({id}, {});
     emit graphChanged();
     registerUndo(actionName, [this, id, isNode, previous, actionName] {
         updateRecord(id, isNode, previous, actionName);
@@ -470,6 +477,8 @@ void ProjectSession::restoreRecords(const Removal& taken, const QString& action)
         m_rels.insert(rel.id, rel);
         relIds.append(rel.id);
     }
+    emit recordsChanged(
+        QSet<QString>(nodeIds.cbegin(), nodeIds.cend()) + QSet<QString>(relIds.cbegin(), relIds.cend()), {});
     rebuildDerived();
     if (endless > 0)
         setNotice(QStringLiteral("%1 couldn't come back: an end of each is gone from the graph.")

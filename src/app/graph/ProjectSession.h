@@ -218,8 +218,9 @@ signals:
     void modeChanged();
     void noticeChanged();
     void confirmationChanged();
-    // The records in memory changed (values, or which records there are).
+    // The records in memory changed (values, or which records there are); `recordsChanged` names them.
     void graphChanged();
+    void recordsChanged(const QSet<QString>& changed, const QSet<QString>& removed);
     void selectionChanged();
     void closed();
 

@@ -157,6 +157,21 @@ QFuture<QList<float>> LlamaEmbedder::embed(const QString& query) {
     });
 }
 
+QFuture<QList<QList<float>>> LlamaEmbedder::embedQueries(const QStringList& queries,
+                                                         const CancellationToken& token) {
+    return runOn(m_executor.get(), [this, queries, token] {
+        QList<QList<float>> vectors;
+        vectors.reserve(queries.size());
+        for (const QString& query : queries) {
+            token.check();
+            if (m_closing)
+                throw Cancelled();
+            vectors.append(embedPrompt(EmbeddingModelSpec::queryPrompt(query)));
+        }
+        return vectors;
+    });
+}
+
 QList<float> LlamaEmbedder::embedPrompt(const QString& prompt) {
     if (!m_model || !m_context)
         throw Cancelled();

@@ -42,6 +42,8 @@ public:
                                        const CancellationToken& token = {});
     // The vector of the query prompt.
     QFuture<QList<float>> embed(const QString& query);
+    // The vectors of several queries in one call on the executor, in order.
+    QFuture<QList<QList<float>>> embedQueries(const QStringList& queries, const CancellationToken& token = {});
 
     // Marks the embedder as closing at once, then frees the model on its thread.
     QFuture<void> close();

@@ -39,7 +39,10 @@ ModelDownloader::ModelDownloader()
     : m_network(std::make_unique<QNetworkAccessManager>()) {
 }
 
-ModelDownloader::~ModelDownloader() = default;
+ModelDownloader::~ModelDownloader() {
+    // Replies of a download that ended may still wait for their deferred deletion.
+    m_network.release()->deleteLater();
+}
 
 QString ModelDownloader::partPath(const QString& destination) {
     return destination + QStringLiteral(".part");
@@ -122,8 +125,10 @@ QCoro::Task<> ModelDownloader::download(EmbeddingModelSpec spec, QString destina
                 Qt::QueuedConnection);
     });
 
-    if (!reply->isFinished())
-        co_await qCoro(reply.data(), &QNetworkReply::finished);
+    if (!reply->isFinished()) {
+        auto finished = qCoro(reply.data(), &QNetworkReply::finished);
+        co_await finished;
+    }
 
     const auto fail = [&](const QString& why) {
         file->close();
