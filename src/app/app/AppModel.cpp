@@ -196,8 +196,9 @@ void AppModel::open(const Project& project) {
             break;
         }
     }
-    setSession(new ProjectSession(current, m_library, m_settings.get(), this));
-    SessionEmbedding::attach(*m_session, m_embeddingModels);
+    auto* session = new ProjectSession(current, m_library, m_settings.get(), this);
+    SessionEmbedding::attach(*session, m_embeddingModels);
+    setSession(session);
     m_settings->setLastProject(current.id);
 }
 

@@ -3,6 +3,7 @@
 #include "app/app/AppModel.h"
 #include "app/graph/ProjectSession.h"
 #include "ui/design/Theme.h"
+#include "ui/embedding/EmbeddingStatusView.h"
 #include "ui/graph/GraphOverview.h"
 #include "ui/shape/ShapeView.h"
 #include "ui/table/GraphTableView.h"
@@ -81,6 +82,7 @@ ProjectView::ProjectView(AppModel& app, QWidget* parent)
     barLayout->addWidget(m_shapeButton);
     barLayout->addWidget(m_graphButton);
     barLayout->addStretch();
+    barLayout->addWidget(new EmbeddingStatusView(app, bar));
     layout->addWidget(bar);
 
     m_graphFaces->addWidget(m_overview);

@@ -1,7 +1,9 @@
 #include "ui/settings/SettingsWindow.h"
 
 #include "app/app/AppModel.h"
+#include "app/embedding/EmbeddingModelManager.h"
 #include "ui/design/Theme.h"
+#include "ui/embedding/SearchModelPane.h"
 #include "ui/settings/AIPane.h"
 
 #include <QComboBox>
@@ -24,6 +26,7 @@ SettingsWindow::SettingsWindow(AppModel& app, QWidget* parent)
     m_panes->setDocumentMode(true);
     m_panes->addTab(makeGeneralPane(), QStringLiteral("General"));
     m_panes->addTab(new AIPane(app, m_panes), QStringLiteral("AI"));
+    m_panes->addTab(new SearchModelPane(app.embeddingModels(), m_panes), QStringLiteral("Search Model"));
 }
 
 QWidget* SettingsWindow::makeGeneralPane() {
