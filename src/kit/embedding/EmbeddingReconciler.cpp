@@ -133,7 +133,15 @@ EmbeddingPlan plan(const GraphSchema& schema, const QHash<QString, NodeRecord>& 
     const QHash<EmbeddingKey, Document> docs = source == EmbeddingSource::Titles
                                                    ? titleDocuments(schema, nodes, only)
                                                    : documents(schema, nodes, rels, only);
-    const QHash<EmbeddingKey, QString> held = index.hashes();
+    // With `only`, just the entries of those records count: one pass, no table of every key.
+    QHash<EmbeddingKey, QString> held;
+    if (only) {
+        for (const EmbeddingEntry& entry : index.entries())
+            if (only->contains(entry.record) && !held.contains(entry.key()))
+                held.insert(entry.key(), entry.hash);
+    } else {
+        held = index.hashes();
+    }
     EmbeddingPlan plan;
     for (auto it = held.cbegin(); it != held.cend(); ++it) {
         if (!docs.contains(it.key()) && (!only || only->contains(it.key().record)))
