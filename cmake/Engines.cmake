@@ -33,7 +33,10 @@ set_target_properties(Engine::lbug PROPERTIES
   INTERFACE_INCLUDE_DIRECTORIES "${LBUG_DIR}/include")
 
 add_library(Engine::ggml-base SHARED IMPORTED GLOBAL)
-set_target_properties(Engine::ggml-base PROPERTIES IMPORTED_LOCATION "${LLAMA_DIR}/lib/libggml-base.so")
+set_target_properties(Engine::ggml-base PROPERTIES IMPORTED_LOCATION "${LLAMA_DIR}/lib/libggml-base.so"
+  # The cached libraries carry the run path of the folder they were built in, which is gone: every
+  # program names all three itself, so that the loader finds them through the program's own run path.
+  INTERFACE_LINK_OPTIONS "LINKER:--no-as-needed")
 add_library(Engine::ggml SHARED IMPORTED GLOBAL)
 set_target_properties(Engine::ggml PROPERTIES IMPORTED_LOCATION "${LLAMA_DIR}/lib/libggml.so"
   INTERFACE_LINK_LIBRARIES Engine::ggml-base)

@@ -79,15 +79,24 @@ void LocalHttpServer::accept() {
                 return;
             buffer->clear();
             m_requests.append(*request);
-            HttpResponse response = m_handler ? m_handler(*request) : HttpResponse{404, "not found", {}};
+            const HttpResponse response =
+                m_handler ? m_handler(*request)
+                          : m_routes.value(request->path, HttpResponse{404, "not found", {}});
+            const qint64 length =
+                response.declaredLength >= 0 ? response.declaredLength : response.body.size();
             QByteArray head =
                 "HTTP/1.1 " + QByteArray::number(response.status) + ' ' + reason(response.status) + "\r\n";
-            head += "Content-Length: " + QByteArray::number(response.body.size()) + "\r\n";
+            head += "Content-Length: " + QByteArray::number(length) + "\r\n";
             head += "Connection: close\r\n";
             for (const auto& [name, value] : response.headers)
                 head += name + ": " + value + "\r\n";
-            socket->write(head + "\r\n" + response.body);
-            socket->disconnectFromHost();
+            if (response.holdAfter >= 0) {
+                // A download still under way: part of the body, then nothing until the client gives up.
+                socket->write(head + "\r\n" + response.body.left(response.holdAfter));
+            } else {
+                socket->write(head + "\r\n" + response.body);
+                socket->disconnectFromHost();
+            }
             emit requestReceived();
         });
     }

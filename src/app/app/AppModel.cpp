@@ -1,6 +1,8 @@
 #include "app/app/AppModel.h"
 
 #include "app/ai/AIConnection.h"
+#include "app/embedding/EmbeddingModelManager.h"
+#include "app/embedding/SessionEmbedding.h"
 #include "app/graph/ProjectSession.h"
 #include "app/mcp/MCPConnections.h"
 #include "app/mcp/MCPService.h"
@@ -11,9 +13,15 @@ namespace corvantis {
 
 namespace {
 
-// Awaits a session's close and then lets the session go.
+// Stops the session's indexes, awaits its close and their last saves, then lets the session go.
 QCoro::Task<> closeAndDispose(ProjectSession* session) {
+    SessionEmbedding* embedding = SessionEmbedding::of(*session);
+    std::optional<QCoro::Task<>> stopped;
+    if (embedding)
+        stopped = embedding->stop();
     co_await session->close();
+    if (stopped)
+        co_await *stopped;
     session->deleteLater();
 }
 
@@ -37,7 +45,9 @@ AppModel::AppModel(std::unique_ptr<Settings> settings, const QString& libraryRoo
     m_mcpConnections = new MCPConnections(this);
     m_sidebarHidden = m_settings->sidebarHidden();
 
-    // The embedding model manager ("Models" beside "Projects") is built here once it exists.
+    const EmbeddingModelSpec spec = EmbeddingModelSpec::embeddingGemma2();
+    m_embeddingModels = new EmbeddingModelManager(
+        spec, EmbeddingModelManager::modelPath(m_library.root(), spec), m_settings.get(), this);
 
     for (AIProvider provider : AIProvider::allCases())
         m_choices.insert(provider, m_settings->modelChoice(provider));
@@ -202,7 +212,9 @@ void AppModel::open(const Project& project) {
             break;
         }
     }
-    setSession(new ProjectSession(current, m_library, m_settings.get(), this));
+    auto* session = new ProjectSession(current, m_library, m_settings.get(), this);
+    SessionEmbedding::attach(*session, m_embeddingModels);
+    setSession(session);
     m_settings->setLastProject(current.id);
 }
 
@@ -278,7 +290,7 @@ QCoro::Task<> AppModel::prepareToQuit() {
     m_mcpService->stop();
     closeSession();
     setSession(nullptr);
-    // The embedding model manager's shutdown is awaited here once it exists.
+    co_await m_embeddingModels->shutdown();
     const auto closing = m_closing;
     for (const auto& task : closing)
         co_await *task;

@@ -18,6 +18,7 @@ class QNetworkAccessManager;
 namespace corvantis {
 
 class AIConnection;
+class EmbeddingModelManager;
 class MCPConnections;
 class MCPService;
 class MCPTools;
@@ -40,6 +41,8 @@ public:
     ~AppModel() override;
 
     const ProjectLibrary& library() const { return m_library; }
+    // The local embedding model ("Models" beside "Projects").
+    EmbeddingModelManager& embeddingModels() const { return *m_embeddingModels; }
     Settings& settings() { return *m_settings; }
 
     const QList<Project>& projects() const { return m_projects; }
@@ -161,6 +164,7 @@ private:
 
     std::unique_ptr<Settings> m_settings;
     ProjectLibrary m_library;
+    EmbeddingModelManager* m_embeddingModels = nullptr;
     QList<Project> m_projects;
     ProjectSession* m_session = nullptr;
     AIProvider m_provider = AIProvider::claude;

@@ -61,6 +61,7 @@ void ProjectSession::dropFromMemory(const QSet<QString>& nodeIds, const QSet<QSt
         m_nodes.remove(id);
     for (const QString& id : relIds)
         m_rels.remove(id);
+    emit recordsChanged({}, nodeIds + relIds);
     m_canvases->forget(nodeIds + relIds);
     for (const QString& id : m_selection.ids) {
         if (nodeIds.contains(id) || relIds.contains(id)) {
@@ -138,6 +139,10 @@ bool ProjectSession::insert(NodeRecord node, std::optional<QPointF> at, bool pin
         const auto inserted = m_rels.insert(rel.id, rel);
         change.addedRels.append({inserted->label, inserted->from, inserted->to});
     }
+    QSet<QString> added{node.id};
+    for (const RelRecord& rel : std::as_const(rels))
+        added.insert(rel.id);
+    emit recordsChanged(added, {});
     m_canvases->graph().put(node.id, at);
     if (pin)
         m_canvases->graph().pin(node.id);
@@ -170,6 +175,7 @@ bool ProjectSession::insert(RelRecord rel) {
     const auto held = m_rels.insert(rel.id, rel);
     GraphDerived::Change change;
     change.addedRels.append({held->label, held->from, held->to});
+    emit recordsChanged({rel.id}, {});
     rebuildDerived(&change);
     registerUndo(QStringLiteral("Add Relationship"), [this, id = rel.id] { deleteRel(id); });
     return true;
@@ -236,6 +242,7 @@ bool ProjectSession::updateRecord(const QString& id, bool isNode, const Property
         else
             held->insert(it.key(), it.value());
     }
+    emit recordsChanged({id}, {});
     emit graphChanged();
     registerUndo(actionName, [this, id, isNode, previous, actionName] {
         updateRecord(id, isNode, previous, actionName);
@@ -485,6 +492,8 @@ void ProjectSession::restoreRecords(const Removal& taken, const QString& action)
         change.addedRels.append({held->label, held->from, held->to});
         relIds.append(rel.id);
     }
+    emit recordsChanged(
+        QSet<QString>(nodeIds.cbegin(), nodeIds.cend()) + QSet<QString>(relIds.cbegin(), relIds.cend()), {});
     rebuildDerived(&change);
     if (endless > 0)
         setNotice(QStringLiteral("%1 couldn't come back: an end of each is gone from the graph.")

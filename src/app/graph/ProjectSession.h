@@ -223,6 +223,7 @@ signals:
     void noticeChanged();
     void confirmationChanged();
     void graphChanged(); // the records in memory changed (values, or which records there are)
+    void recordsChanged(const QSet<QString>& changed, const QSet<QString>& removed); // which ones
     void selectionChanged();
     void closed();
 

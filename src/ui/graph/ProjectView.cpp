@@ -12,6 +12,7 @@
 #include "ui/canvas/Composer.h"
 #include "ui/design/Theme.h"
 #include "ui/drawing/DrawingOpener.h"
+#include "ui/embedding/EmbeddingStatusView.h"
 #include "ui/graph/RightPanel.h"
 #include "ui/graph/Sidebar.h"
 #include "ui/notes/NoteEditor.h"
@@ -157,6 +158,7 @@ ProjectView::ProjectView(AppModel& app, QWidget* parent)
     settings->setAutoRaise(true);
     connect(settings, &QToolButton::clicked, this, &ProjectView::settingsRequested);
     barLayout->addWidget(settings);
+    setEmbeddingStatus(new EmbeddingStatusView(app, bar));
     layout->addWidget(bar);
 
     // -- Columns and the notes panel ---------------------------------------------------------------------

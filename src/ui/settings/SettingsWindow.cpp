@@ -2,7 +2,9 @@
 
 #include "app/app/AppModel.h"
 #include "app/app/Publisher.h"
+#include "app/embedding/EmbeddingModelManager.h"
 #include "ui/design/Theme.h"
+#include "ui/embedding/SearchModelPane.h"
 #include "ui/settings/AIPane.h"
 #include "ui/settings/ConnectorPane.h"
 #include "ui/settings/SharingPane.h"
@@ -29,6 +31,7 @@ SettingsWindow::SettingsWindow(AppModel& app, QWidget* parent)
     m_panes->addTab(new AIPane(app, m_panes), QStringLiteral("AI"));
     m_panes->addTab(new ConnectorPane(app, m_panes), QStringLiteral("Connector"));
     m_panes->addTab(new SharingPane(app.publisher(), m_panes), QStringLiteral("Sharing"));
+    m_panes->addTab(new SearchModelPane(app.embeddingModels(), m_panes), QStringLiteral("Search Model"));
 }
 
 QWidget* SettingsWindow::makeGeneralPane() {
