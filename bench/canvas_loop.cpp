@@ -90,7 +90,12 @@ struct Seeded {
             if (j != i)
                 link(i, j);
         }
-        store.insertRecords(nodes, rels);
+        // In batches, so that no one statement meets the store's query timeout on a loaded machine.
+        constexpr int batch = 5000;
+        for (qsizetype i = 0; i < nodes.size(); i += batch)
+            store.insertRecords(nodes.mid(i, batch), {});
+        for (qsizetype i = 0; i < rels.size(); i += batch)
+            store.insertRecords({}, rels.mid(i, batch));
         store.checkpoint();
         project.appliedSchema = shape;
         library.save(project);

@@ -498,6 +498,28 @@ void CanvasState::filterRange(double from, double to) {
     updateLens([&](CanvasLens& lens) { lens.filter.range = RangeFilter{key, low, high}; });
 }
 
+void CanvasState::keepLevel(const Arrangement::Level& level) {
+    const ArrangedCanvas* arrangedCanvas = arranged();
+    if (!arrangedCanvas || !arrangedCanvas->sort || !level.low || !level.high)
+        return;
+    const LensKey key = *arrangedCanvas->sort;
+    const ArrangeValue low = *level.high < *level.low ? *level.high : *level.low;
+    const ArrangeValue high = *level.high < *level.low ? *level.low : *level.high;
+    updateLens([&](CanvasLens& lens) { lens.filter.range = RangeFilter{key, low, high}; });
+}
+
+void CanvasState::keepInside(const Arrangement::Turn& turn) {
+    const ArrangedCanvas* arrangedCanvas = arranged();
+    if (!arrangedCanvas || !arrangedCanvas->sort || arrangedCanvas->layout.turns.empty())
+        return;
+    // The spiral starts at the first value in its order: everything from there to this turn's value.
+    const ArrangeValue start = arrangedCanvas->layout.turns.front().value;
+    const LensKey key = *arrangedCanvas->sort;
+    const ArrangeValue low = turn.value < start ? turn.value : start;
+    const ArrangeValue high = turn.value < start ? start : turn.value;
+    updateLens([&](CanvasLens& lens) { lens.filter.range = RangeFilter{key, low, high}; });
+}
+
 QList<FilterChip> CanvasState::filterChips() {
     QList<FilterChip> chips;
     const CanvasFilter& filter = m_lens.filter;
