@@ -146,7 +146,7 @@ std::optional<ArrangeValue> CanvasState::lensValue(const QString& id, const Lens
         return it == hops.constEnd() ? std::nullopt : std::optional<ArrangeValue>(ArrangeValue(double(*it)));
     }
     case LensKey::Kind::title: {
-        const QString title = node->title(m_graph.typeOf(*node));
+        const QString title = m_graph.title(*node);
         return title.isEmpty() ? std::nullopt : std::optional<ArrangeValue>(ArrangeValue(title));
     }
     case LensKey::Kind::connections:
