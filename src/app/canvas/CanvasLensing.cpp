@@ -170,11 +170,16 @@ QString CanvasState::lensCategory(const QString& id, const LensKey& key) const {
 QStringList CanvasState::lensChoices(const QString& property) const {
     QStringList choices;
     for (const NodeType& type : m_graph.schema().nodeTypes)
-        for (const PropertyDef& def : type.properties)
-            if (def.name == property && def.choices())
-                for (const QString& option : *def.choices())
+        for (const PropertyDef& def : type.properties) {
+            if (def.name != property)
+                continue;
+            const std::optional<QStringList> options =
+                def.choices(); // held: a loop over *def.choices() dangles
+            if (options)
+                for (const QString& option : *options)
                     if (!choices.contains(option))
                         choices.append(option);
+        }
     return choices;
 }
 
