@@ -15,5 +15,5 @@ printf 'GET /k3y/ HTTP/1.1\r\nUpgrade: websocket\r\nSec-WebSocket-Key: dGhl\r\n\
 printf '\x01\x81\x85\x37\xfa\x21\x3d\x7f\x9f\x4d\x51\x58\x89\x02hi\x00\x80\x7e\x00\x04abcd' > "$out/tablet-corpus/seed-frames"
 cd "$out"
 ASAN_OPTIONS=detect_leaks=0 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
-  nice -n 19 ./tablet_fuzzer -max_total_time="$seconds" -max_len=300000 -print_final_stats=1 \
+  nice -n "${FUZZ_NICE:-19}" ./tablet_fuzzer -max_total_time="$seconds" -max_len=300000 -print_final_stats=1 \
   -artifact_prefix="$out/" "$out/tablet-corpus"

@@ -61,7 +61,7 @@ QList<CanvasState::HiddenNeighbour> CanvasState::hiddenNeighbours(const QString&
             group = groups.insert(node->label,
                                   Group{type ? type->name : node->label, m_graph.priority(type), {}});
         }
-        group->entries.push_back({node->title(m_graph.typeOf(*node)), other});
+        group->entries.push_back({m_graph.title(*node), other});
     }
     QList<HiddenNeighbour> dealt;
     for (ExpandPriority priority : priorityOrder) {

@@ -146,7 +146,7 @@ std::optional<ArrangeValue> CanvasState::lensValue(const QString& id, const Lens
         return it == hops.constEnd() ? std::nullopt : std::optional<ArrangeValue>(ArrangeValue(double(*it)));
     }
     case LensKey::Kind::title: {
-        const QString title = node->title(m_graph.typeOf(*node));
+        const QString title = m_graph.title(*node);
         return title.isEmpty() ? std::nullopt : std::optional<ArrangeValue>(ArrangeValue(title));
     }
     case LensKey::Kind::connections:
@@ -170,11 +170,16 @@ QString CanvasState::lensCategory(const QString& id, const LensKey& key) const {
 QStringList CanvasState::lensChoices(const QString& property) const {
     QStringList choices;
     for (const NodeType& type : m_graph.schema().nodeTypes)
-        for (const PropertyDef& def : type.properties)
-            if (def.name == property && def.choices())
-                for (const QString& option : *def.choices())
+        for (const PropertyDef& def : type.properties) {
+            if (def.name != property)
+                continue;
+            const std::optional<QStringList> options =
+                def.choices(); // held: a loop over *def.choices() dangles
+            if (options)
+                for (const QString& option : *options)
                     if (!choices.contains(option))
                         choices.append(option);
+        }
     return choices;
 }
 
@@ -495,6 +500,28 @@ void CanvasState::filterRange(double from, double to) {
             high = slot.value;
     }
     const LensKey key = *arrangedCanvas->sort;
+    updateLens([&](CanvasLens& lens) { lens.filter.range = RangeFilter{key, low, high}; });
+}
+
+void CanvasState::keepLevel(const Arrangement::Level& level) {
+    const ArrangedCanvas* arrangedCanvas = arranged();
+    if (!arrangedCanvas || !arrangedCanvas->sort || !level.low || !level.high)
+        return;
+    const LensKey key = *arrangedCanvas->sort;
+    const ArrangeValue low = *level.high < *level.low ? *level.high : *level.low;
+    const ArrangeValue high = *level.high < *level.low ? *level.low : *level.high;
+    updateLens([&](CanvasLens& lens) { lens.filter.range = RangeFilter{key, low, high}; });
+}
+
+void CanvasState::keepInside(const Arrangement::Turn& turn) {
+    const ArrangedCanvas* arrangedCanvas = arranged();
+    if (!arrangedCanvas || !arrangedCanvas->sort || arrangedCanvas->layout.turns.empty())
+        return;
+    // The spiral starts at the first value in its order: everything from there to this turn's value.
+    const ArrangeValue start = arrangedCanvas->layout.turns.front().value;
+    const LensKey key = *arrangedCanvas->sort;
+    const ArrangeValue low = turn.value < start ? turn.value : start;
+    const ArrangeValue high = turn.value < start ? start : turn.value;
     updateLens([&](CanvasLens& lens) { lens.filter.range = RangeFilter{key, low, high}; });
 }
 

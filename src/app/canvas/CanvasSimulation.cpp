@@ -4,12 +4,21 @@
 
 #include <QtConcurrent/QtConcurrentRun>
 #include <algorithm>
+#include <ctime>
 
 namespace corvantis {
 
 namespace {
 constexpr double settledBelow = 0.008;
+
+// The main thread's own processor time, in milliseconds: what a frame costs, whatever else the machine
+// runs meanwhile.
+double threadMs() {
+    timespec now{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+    return double(now.tv_sec) * 1e3 + double(now.tv_nsec) / 1e6;
 }
+} // namespace
 
 CanvasSimulation::CanvasSimulation(std::function<CanvasState&()> current, QObject* parent)
     : QObject(parent)
@@ -56,6 +65,7 @@ void CanvasSimulation::frame() {
         ++m_framesSkipped;
         return;
     }
+    double started = threadMs();
     CanvasState& canvas = m_current();
     if (!(m_alpha > settledBelow)) {
         m_timer.stop();
@@ -63,8 +73,11 @@ void CanvasSimulation::frame() {
         emit stopped();
         return;
     }
-    if (m_builtOn != &canvas || m_builtFor != canvas.topology() || m_builtLens != canvas.lensRevision())
+    if (m_builtOn != &canvas || m_builtFor != canvas.topology() || m_builtLens != canvas.lensRevision()) {
         rebuild(canvas);
+        m_longestRebuildMs = std::max(m_longestRebuildMs, threadMs() - started);
+        started = threadMs();
+    }
     const bool free = canvas.arranged() == nullptr;
     const auto& positions = canvas.positions();
     const QSet<QString>& pinned = canvas.pinned();
@@ -87,9 +100,11 @@ void CanvasSimulation::frame() {
         layout.tick();
         return layout;
     }));
+    m_longestFrameMs = std::max(m_longestFrameMs, threadMs() - started);
 }
 
 void CanvasSimulation::ticksBack() {
+    const double started = threadMs();
     m_inFlight = false;
     ForceLayout ticked = m_watcher.result();
     CanvasState& canvas = m_current();
@@ -101,6 +116,7 @@ void CanvasSimulation::ticksBack() {
     if (canvas.topology() != m_builtFor)
         return;
     canvas.writePositions(m_ids, m_layout.bodies);
+    m_longestFrameMs = std::max(m_longestFrameMs, threadMs() - started);
     emit framed();
 }
 

@@ -46,6 +46,10 @@ public:
     int framesDone() const { return m_framesDone; }
     int framesSkipped() const { return m_framesSkipped; }
     const ForceLayout& layout() const { return m_layout; }
+    // The most processor time the main thread spent on one frame's own work (handing out, writing back),
+    // and on one rebuild of the layout after the canvas changed, in milliseconds.
+    double longestFrameMs() const { return m_longestFrameMs; }
+    double longestRebuildMs() const { return m_longestRebuildMs; }
 
 signals:
     // Positions were written.
@@ -75,6 +79,8 @@ private:
     bool m_arrangedBuild = false;
     int m_framesDone = 0;
     int m_framesSkipped = 0;
+    double m_longestFrameMs = 0;
+    double m_longestRebuildMs = 0;
 };
 
 } // namespace corvantis

@@ -302,6 +302,10 @@ public:
     void toggleLane(const LensKey& key, const QString& value, bool solo);
     // A range filter on the sort key from the values between two axis positions.
     void filterRange(double from, double to);
+    // A range filter on the sort key that keeps one ring, column or band of the arrangement.
+    void keepLevel(const Arrangement::Level& level);
+    // A range filter that keeps the spiral from its centre out to the end of a turn.
+    void keepInside(const Arrangement::Turn& turn);
     QList<FilterChip> filterChips();
 
 signals:

@@ -15,6 +15,13 @@ class Settings;
 // The canvases of a session: the graph's and the answer's, one `CanvasState` each, with the one that is
 // current (the answer's while an answer shows), the simulation loop that moves the current one, the
 // removal draft, and the records the table view hides. The session owns it and forwards to `current()`.
+//
+// How a canvas view binds: it draws `current().visible()` at `positions()`, the edges of `canvasRels()`
+// through `EdgeGeometry::curves`, badges from `hiddenCount`, the chrome of `arranged()`; it repaints on
+// `shownChanged`, `positionsChanged`, `pinnedChanged`, `lensChanged` and the session's `graphChanged` and
+// `selectionChanged`, and follows `viewportChanged` (a fit). It reports its viewport and size with
+// `setViewport`, turns a click into `click`/`toggleSelected`/`clickBadge`, a drag of nodes into `dragTo`
+// then `endDrag`, a context menu into `menuPlan`, and the strip above it into `filterChips`.
 class CanvasViews : public QObject {
     Q_OBJECT
 public:

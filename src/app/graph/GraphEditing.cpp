@@ -556,6 +556,8 @@ GraphAdded ProjectSession::applyGraphPlan(const GraphPlan& plan) {
         for (const QString& id : std::as_const(show))
             if (m_nodes.contains(id))
                 m_canvases->graph().put(id, std::nullopt);
+        m_canvases->graph().fitGraph(show, true);
+        m_canvases->simulation().reheat(0.6);
     }
     if (m_undo) {
         m_undo->setActionName(plan.changesGraph() ? QStringLiteral("Change Graph with AI")

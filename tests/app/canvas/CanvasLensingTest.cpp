@@ -164,3 +164,27 @@ TEST(CanvasLensing, TheSavedLensSurvivesClosingAndReopening) {
     // The answer's canvas keeps none.
     EXPECT_FALSE(reopened->canvases().answer().lens().isActive());
 }
+
+TEST(CanvasLensing, KeepingARingFiltersToItsValues) {
+    Born b;
+    CanvasState& canvas = b.canvas();
+    canvas.updateLens([](CanvasLens& lens) {
+        lens.sort = LensKey::property("born");
+        lens.form = Arrangement::Form::rings;
+    });
+    ASSERT_NE(canvas.arranged(), nullptr);
+    const auto& rings = canvas.arranged()->layout.rings;
+    ASSERT_FALSE(rings.empty());
+    const Arrangement::Level level = rings.front().level;
+    ASSERT_TRUE(level.low && level.high);
+    canvas.keepLevel(level);
+    ASSERT_TRUE(canvas.lens().filter.range);
+    QSet<QString> expected;
+    for (const QString& id : b.people) {
+        const auto value = canvas.lensValue(id, LensKey::property("born"));
+        if (!(*value < *level.low) && !(*level.high < *value))
+            expected.insert(id);
+    }
+    EXPECT_FALSE(expected.isEmpty());
+    EXPECT_EQ(canvas.visible(), expected);
+}
