@@ -248,7 +248,10 @@ void CanvasView::paintCanvas(QPainter& painter, const QRect& area) {
     QColor edgeColour = palette().color(QPalette::Text);
     edgeColour.setAlphaF(Theme::isDark() ? 0.35 : 0.28);
     painter.setRenderHint(QPainter::Antialiasing, smooth);
-    painter.setPen(QPen(edgeColour, std::clamp(1.2 * scale, 0.6, 1.6)));
+    // A cosmetic pen of one pixel is the raster engine's fast line; wider ones only close up.
+    QPen edgePen(edgeColour, scale >= 1 ? std::min(1.2 * scale, 1.6) : 0.0);
+    edgePen.setCosmetic(true);
+    painter.setPen(edgePen);
     painter.setBrush(Qt::NoBrush);
 
     if (arrows || !curved.empty()) {
