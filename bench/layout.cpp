@@ -2,6 +2,7 @@
 //
 //   bench_layout --write DIR          write graph-1000.json, graph-10000.json, graph-100000.json into DIR
 //   bench_layout --time DIR [SIZE...] print "SIZE MEDIAN_MS TICKS" per graph, from the files in DIR
+//   bench_layout --time DIR --one-core [SIZE...]   the same with the charge step on the ticking thread only
 //
 // Both sides read the same files, start from alpha 1 and tick with the same parameters. Each size warms up
 // for a few ticks, then times every tick on its own; the median of those is printed.
@@ -107,7 +108,9 @@ double median(std::vector<double> values) {
 
 int main(int argc, char** argv) {
     QCoreApplication app(argc, argv);
-    const QStringList args = app.arguments();
+    QStringList args = app.arguments();
+    if (args.removeAll(QStringLiteral("--one-core")) > 0)
+        ForceLayout::shareCharge(false);
     if (args.size() < 3 || (args[1] != "--write" && args[1] != "--time")) {
         std::fprintf(stderr, "usage: %s --write DIR | --time DIR [SIZE...]\n", argv[0]);
         return 2;

@@ -64,6 +64,23 @@ std::optional<int> rel(QPointF at, std::span<const EdgeGeometry::EdgeCurve> curv
     return best;
 }
 
+QStringList inside(const QRectF& rect, std::span<const DrawnNode> nodes) {
+    const QRectF normal = rect.normalized();
+    QStringList ids;
+    for (const DrawnNode& node : nodes)
+        if (normal.contains(node.at))
+            ids.append(node.id);
+    return ids;
+}
+
+QStringList touched(QPointF centre, double radius, std::span<const DrawnNode> nodes) {
+    QStringList ids;
+    for (const DrawnNode& node : nodes)
+        if (std::hypot(node.at.x() - centre.x(), node.at.y() - centre.y()) <= radius + node.radius)
+            ids.append(node.id);
+    return ids;
+}
+
 bool chrome(QPointF at, const QRectF& label) {
     return label.adjusted(-chromeMargin, -chromeMargin, chromeMargin, chromeMargin).contains(at);
 }

@@ -5,6 +5,7 @@
 #include <QPointF>
 #include <QRectF>
 #include <QString>
+#include <QStringList>
 #include <optional>
 #include <span>
 #include <vector>
@@ -53,6 +54,10 @@ std::optional<NodeHit> node(QPointF at, std::span<const DrawnNode> nodes, double
 std::optional<int> badge(QPointF at, std::span<const Badge> badges);
 // The index of the nearest curve within 7 / min(scale, 1).
 std::optional<int> rel(QPointF at, std::span<const EdgeGeometry::EdgeCurve> curves, double scale);
+// The ids of the nodes whose centres lie in a rect (a marquee), in the order given.
+QStringList inside(const QRectF& rect, std::span<const DrawnNode> nodes);
+// The ids of the nodes whose discs the brush (a circle) touches, in the order given.
+QStringList touched(QPointF centre, double radius, std::span<const DrawnNode> nodes);
 // Whether a label of the lens's chrome (grown by 2) holds the point; chrome wins over everything else.
 bool chrome(QPointF at, const QRectF& label);
 

@@ -5,6 +5,7 @@
 #include <QPointF>
 #include <QString>
 #include <cmath>
+#include <optional>
 #include <variant>
 
 namespace corvantis {
@@ -49,6 +50,29 @@ inline bool isDrag(QPointF press, QPointF now) {
 
 using DragKind =
     std::variant<Drag::Pan, Drag::Move, Drag::MoveGroup, Drag::Connect, Drag::Brush, Drag::Marquee>;
+
+// What opens when a person adds by hand: a new node at a point, or a new relationship between two nodes.
+// A `connect` drag released on a node opens the connection; released on empty canvas, the node.
+struct Composer {
+    enum class Kind { node, connection };
+    Kind kind = Kind::node;
+    QString from; // for a connection
+    QString to;
+    QPointF world;
+    QPointF screen;
+
+    static Composer node(QPointF world, QPointF screen) { return {Kind::node, {}, {}, world, screen}; }
+    static Composer connection(const QString& from, const QString& to, QPointF world, QPointF screen) {
+        return {Kind::connection, from, to, world, screen};
+    }
+    // Where a `connect` drag from `from` ends: on a node (`from` itself too: a loop is a relationship),
+    // the connection; on empty canvas, a node.
+    static Composer finishConnect(const QString& from, const std::optional<QString>& onto, QPointF world,
+                                  QPointF screen) {
+        return onto ? connection(from, *onto, world, screen) : node(world, screen);
+    }
+    bool operator==(const Composer&) const = default;
+};
 
 // The last click on a node, to tell a double click and not to expand twice in a quick pair.
 struct LastClick {

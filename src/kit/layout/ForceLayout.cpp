@@ -2,9 +2,13 @@
 
 #include <QtGlobal>
 #include <algorithm>
+#include <atomic>
 #include <bit>
 #include <cmath>
+#include <condition_variable>
 #include <cstdint>
+#include <mutex>
+#include <thread>
 #include <utility>
 
 namespace corvantis {
@@ -77,6 +81,7 @@ struct Scratch {
     std::vector<unsigned char> pinned;
     std::vector<double> degree;
     std::vector<Cell> cells;
+    std::vector<int> cellPlace; // a cell's index in `walk`, which holds the cells in depth-first order
     std::vector<WalkCell> walk;
     std::vector<int> stack;
     std::vector<int> walkOrder;
@@ -283,12 +288,34 @@ void buildTree(Scratch& s, std::size_t count) {
     }
 }
 
+// Lays the cells that hold bodies out in depth-first order (each cell's subtree in one stretch, as a
+// space-filling curve orders the plane), so that a walk reads the tree front to back and the cells near the
+// walking body sit together in cache. Every value is the one the cell itself gives, so the order changes
+// nothing in the result.
 void prepareWalk(const ForceLayout& layout, Scratch& s) {
     const std::size_t cellCount = s.cells.size();
     fit(s.walk, cellCount);
-    for (std::size_t c = 0; c < cellCount; ++c) {
-        const Cell& cell = s.cells[c];
-        WalkCell& w = s.walk[c];
+    fit(s.cellPlace, cellCount);
+    fit(s.stack, cellCount + 4); // a push always writes four entries
+    int placed = 0;
+    int top = 0;
+    s.stack[std::size_t(top++)] = 0;
+    while (top > 0) {
+        const int c = s.stack[std::size_t(--top)];
+        s.cellPlace[std::size_t(c)] = placed++;
+        const Cell& cell = s.cells[std::size_t(c)];
+        if (cell.children >= 0)
+            for (int k = 3; k >= 0; --k)
+                if (s.cells[std::size_t(cell.children + k)].mass > 0)
+                    s.stack[std::size_t(top++)] = cell.children + k;
+    }
+    s.walk.resize(std::size_t(placed));
+    top = 0;
+    s.stack[std::size_t(top++)] = 0;
+    while (top > 0) {
+        const int c = s.stack[std::size_t(--top)];
+        const Cell& cell = s.cells[std::size_t(c)];
+        WalkCell& w = s.walk[std::size_t(s.cellPlace[std::size_t(c)])];
         w.comX = cell.mass > 0 ? cell.cx / cell.mass : 0;
         w.comY = cell.mass > 0 ? cell.cy / cell.mass : 0;
         w.openLimit = cell.size * cell.size / thetaSquared;
@@ -298,13 +325,16 @@ void prepareWalk(const ForceLayout& layout, Scratch& s) {
         w.kids[0] = w.kids[1] = w.kids[2] = w.kids[3] = 0;
         if (cell.children >= 0) {
             for (int k = 0; k < 4; ++k) {
-                if (s.cells[std::size_t(cell.children + k)].mass > 0) {
-                    w.kids[w.kidCount++] = cell.children + k;
+                const int child = cell.children + k;
+                if (s.cells[std::size_t(child)].mass > 0) {
+                    w.kids[w.kidCount++] = s.cellPlace[std::size_t(child)];
                 }
             }
+            for (int k = 3; k >= 0; --k)
+                if (s.cells[std::size_t(cell.children + k)].mass > 0)
+                    s.stack[std::size_t(top++)] = cell.children + k;
         }
     }
-    fit(s.stack, cellCount + 4); // a push always writes four entries
 }
 
 // The order in which bodies walk the tree: leaf by leaf, depth first, so that consecutive walks take the
@@ -333,6 +363,149 @@ void orderWalk(Scratch& s, std::size_t count) {
     }
 }
 
+// One walk of the tree per body, for the bodies walkOrder[from, to): the body's velocity gathers the pull
+// of every cell it sees as one, in the order the walk meets them. Each body's sum depends on nothing but
+// the tree and the body, so bodies can be walked on any thread, in any order, with the same bits.
+struct ChargeWalk {
+    const WalkCell* walk;
+    const int* order;
+    const double* x;
+    const double* y;
+    double* vx;
+    double* vy;
+    const unsigned char* pinned;
+    std::size_t count;
+    std::size_t stackSize;
+    std::atomic<std::size_t> next{0}; // the first body of the next chunk to take
+
+    static constexpr std::size_t chunk = 128;
+
+    void run(std::size_t from, std::size_t to, int* stack) const {
+        for (std::size_t n = from; n < to; ++n) {
+            const int body = order[n];
+            const std::size_t i = std::size_t(body);
+            if (pinned[i]) {
+                continue;
+            }
+            const double bx = x[i];
+            const double by = y[i];
+            const double jx = ForceLayout::jitter(qint64(i));
+            const double jy = ForceLayout::jitter(qint64(i) + 7);
+            double sumX = vx[i];
+            double sumY = vy[i];
+            int top = 0;
+            stack[top++] = 0;
+            while (top > 0) {
+                const WalkCell& cell = walk[stack[--top]];
+                if (cell.self == body) {
+                    continue;
+                }
+                double dx = cell.comX - bx;
+                double dy = cell.comY - by;
+                double d2 = dx * dx + dy * dy;
+                if (cell.kidCount > 0 && !(cell.openLimit < d2)) {
+                    // Children go on in order, so the last one comes off first. Writing all four slots
+                    // and moving the top by the count avoids a hard-to-predict branch per child.
+                    stack[top] = cell.kids[0];
+                    stack[top + 1] = cell.kids[1];
+                    stack[top + 2] = cell.kids[2];
+                    stack[top + 3] = cell.kids[3];
+                    top += cell.kidCount;
+                    continue;
+                }
+                if (d2 < 1) {
+                    dx = jx;
+                    dy = jy;
+                    d2 = 1;
+                }
+                const double w = cell.weight / d2;
+                sumX += dx * w;
+                sumY += dy * w;
+            }
+            vx[i] = sumX;
+            vy[i] = sumY;
+        }
+    }
+
+    // Takes chunks until none is left.
+    void share(int* stack) {
+        for (;;) {
+            const std::size_t from = next.fetch_add(chunk, std::memory_order_relaxed);
+            if (from >= count) {
+                return;
+            }
+            run(from, std::min(from + chunk, count), stack);
+        }
+    }
+};
+
+// A second thread that takes chunks of the charge walk beside the thread that ticks. It is never waited
+// for to start: the ticking thread takes chunks too, and waits at the end only for chunks the helper has
+// taken. One helper belongs to each ticking thread and lives as long as it; once warm it allocates nothing.
+class ChargeHelper {
+public:
+    ChargeHelper()
+        : m_thread([this] { loop(); }) {}
+    ~ChargeHelper() {
+        {
+            std::lock_guard lock(m_mutex);
+            m_quit = true;
+        }
+        m_wake.notify_one();
+        m_thread.join();
+    }
+
+    void walk(ChargeWalk& work, int* stack) {
+        {
+            std::lock_guard lock(m_mutex);
+            m_work = &work;
+            ++m_round;
+        }
+        m_wake.notify_one();
+        work.share(stack);
+        std::unique_lock lock(m_mutex);
+        m_work = nullptr; // a helper that wakes only now finds nothing to do
+        m_done.wait(lock, [this] { return !m_inside; });
+    }
+
+private:
+    void loop() {
+        std::uint64_t seen = 0;
+        std::unique_lock lock(m_mutex);
+        for (;;) {
+            m_wake.wait(lock, [&] { return m_quit || (m_round != seen && m_work); });
+            if (m_quit) {
+                return;
+            }
+            seen = m_round;
+            ChargeWalk& work = *m_work;
+            m_inside = true;
+            lock.unlock();
+            if (m_stack.size() < work.stackSize) {
+                m_stack.resize(work.stackSize + work.stackSize / 4);
+            }
+            work.share(m_stack.data());
+            lock.lock();
+            m_inside = false;
+            m_done.notify_one();
+        }
+    }
+
+    std::mutex m_mutex;
+    std::condition_variable m_wake;
+    std::condition_variable m_done;
+    ChargeWalk* m_work = nullptr;
+    std::uint64_t m_round = 0;
+    bool m_inside = false;
+    bool m_quit = false;
+    std::vector<int> m_stack;
+    std::thread m_thread;
+};
+
+// Below this many bodies a second thread costs more than it saves.
+constexpr std::size_t sharedChargeFrom = 2048;
+std::atomic<bool> secondCore{std::thread::hardware_concurrency() > 1};
+
 void applyCharge(const ForceLayout& layout, Scratch& s) {
     if (layout.charge == 0) {
         return;
@@ -342,52 +515,21 @@ void applyCharge(const ForceLayout& layout, Scratch& s) {
     prepareWalk(layout, s);
     orderWalk(s, count);
 
-    const WalkCell* walk = s.walk.data();
-    int* stack = s.stack.data();
-    const double* x = s.x.data();
-    const double* y = s.y.data();
-    for (const int body : s.walkOrder) {
-        const std::size_t i = std::size_t(body);
-        if (s.pinned[i]) {
-            continue;
-        }
-        const double bx = x[i];
-        const double by = y[i];
-        const double jx = ForceLayout::jitter(qint64(i));
-        const double jy = ForceLayout::jitter(qint64(i) + 7);
-        double vx = s.vx[i];
-        double vy = s.vy[i];
-        int top = 0;
-        stack[top++] = 0;
-        while (top > 0) {
-            const WalkCell& cell = walk[stack[--top]];
-            if (cell.self == body) {
-                continue;
-            }
-            double dx = cell.comX - bx;
-            double dy = cell.comY - by;
-            double d2 = dx * dx + dy * dy;
-            if (cell.kidCount > 0 && !(cell.openLimit < d2)) {
-                // Children go on in order, so the last one comes off first. Writing all four slots and
-                // moving the top by the count avoids a hard-to-predict branch per child.
-                stack[top] = cell.kids[0];
-                stack[top + 1] = cell.kids[1];
-                stack[top + 2] = cell.kids[2];
-                stack[top + 3] = cell.kids[3];
-                top += cell.kidCount;
-                continue;
-            }
-            if (d2 < 1) {
-                dx = jx;
-                dy = jy;
-                d2 = 1;
-            }
-            const double w = cell.weight / d2;
-            vx += dx * w;
-            vy += dy * w;
-        }
-        s.vx[i] = vx;
-        s.vy[i] = vy;
+    ChargeWalk work;
+    work.walk = s.walk.data();
+    work.order = s.walkOrder.data();
+    work.x = s.x.data();
+    work.y = s.y.data();
+    work.vx = s.vx.data();
+    work.vy = s.vy.data();
+    work.pinned = s.pinned.data();
+    work.count = s.walkOrder.size();
+    work.stackSize = s.stack.size();
+    if (count >= sharedChargeFrom && secondCore.load(std::memory_order_relaxed)) {
+        thread_local ChargeHelper helper;
+        helper.walk(work, s.stack.data());
+    } else {
+        work.run(0, work.count, s.stack.data());
     }
 }
 
@@ -662,6 +804,10 @@ void ForceLayout::tick() {
         body.vx = vx;
         body.vy = vy;
     }
+}
+
+void ForceLayout::shareCharge(bool onSecondCore) {
+    secondCore.store(onSecondCore, std::memory_order_relaxed);
 }
 
 } // namespace corvantis

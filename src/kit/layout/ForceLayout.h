@@ -82,6 +82,10 @@ struct ForceLayout {
     // Below this temperature the layout counts as still.
     bool isSettled() const { return alpha < 0.008; }
 
+    // Whether large layouts share the charge step with a second thread (on by default on a machine with
+    // more than one core). Results are the same bits either way.
+    static void shareCharge(bool onSecondCore);
+
     // The small deterministic offset that stands in for the distance of two things that coincide.
     static double jitter(qint64 n);
 

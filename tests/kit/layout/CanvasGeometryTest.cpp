@@ -209,6 +209,12 @@ TEST(CanvasHitTest, NodesHalosBadgesEdgesAndChrome) {
     EXPECT_FALSE(CanvasHit::rel(QPointF(100, 0), curves, 1));
     EXPECT_EQ(CanvasHit::rel(QPointF(100, 0), curves, 0.25), 0);
 
+    // The marquee takes centres inside, dragged either way; the brush touches discs.
+    EXPECT_EQ(CanvasHit::inside(QRectF(QPointF(50, 10), QPointF(70, -10)), nodes), QStringList{"b"});
+    EXPECT_EQ(CanvasHit::inside(QRectF(QPointF(70, 10), QPointF(-5, -10)), nodes), (QStringList{"a", "b"}));
+    EXPECT_EQ(CanvasHit::touched(QPointF(18, 0), 10, nodes), QStringList{"a"});
+    EXPECT_EQ(CanvasHit::touched(QPointF(18, 0), 33, nodes), (QStringList{"a", "b"}));
+
     EXPECT_TRUE(CanvasHit::chrome(QPointF(-1.5, 0), QRectF(0, 0, 10, 10)));
     EXPECT_FALSE(CanvasHit::chrome(QPointF(-2.5, 0), QRectF(0, 0, 10, 10)));
 }
@@ -246,6 +252,11 @@ TEST(DragTest, ThresholdAndDoubleClick) {
     EXPECT_FALSE(last.pairsWith(t0.addMSecs(351), QPointF(100, 100)));
     EXPECT_FALSE(last.pairsWith(t0.addMSecs(100), QPointF(107, 100)));
     EXPECT_FALSE(LastClick{}.pairsWith(t0, QPointF(0, 0)));
+
+    EXPECT_EQ(Composer::finishConnect("a", QString("b"), QPointF(1, 2), QPointF(3, 4)),
+              Composer::connection("a", "b", QPointF(1, 2), QPointF(3, 4)));
+    EXPECT_EQ(Composer::finishConnect("a", std::nullopt, QPointF(1, 2), QPointF(3, 4)).kind,
+              Composer::Kind::node);
 
     DragKind kind = Drag::Brush{20};
     EXPECT_TRUE(std::holds_alternative<Drag::Brush>(kind));

@@ -402,3 +402,28 @@ TEST(ForceLayoutTick, PositionsFromADamagedLayoutNeverStopTheTick) {
     EXPECT_GT(std::hypot(layout.bodies[2].x - layout.bodies[0].x, layout.bodies[2].y - layout.bodies[0].y),
               std::hypot(40.0, 40.0)); // the near pair pushed apart
 }
+
+TEST(ForceLayoutTick, TheChargeSharedWithASecondThreadGivesTheSameBits) {
+    std::mt19937_64 random(23);
+    std::uniform_real_distribution<double> coordinate(-3000, 3000);
+    std::vector<Body> bodies;
+    std::vector<Link> links;
+    for (int i = 0; i < 6000; ++i) {
+        bodies.emplace_back(coordinate(random), coordinate(random), i % 97 == 0);
+        links.push_back(Link{i, (i * 13 + 5) % 6000});
+    }
+    // A few bodies on one point, so that the jitter and the depth cap take part.
+    for (int i = 0; i < 5; ++i)
+        bodies[size_t(100 + i)] = Body(12.5, -7.25);
+    const ForceLayout start(std::move(bodies), std::move(links), 1.0);
+    ForceLayout alone = start;
+    ForceLayout shared = start;
+    ForceLayout::shareCharge(false);
+    for (int t = 0; t < 4; ++t)
+        alone.tick();
+    ForceLayout::shareCharge(true);
+    for (int t = 0; t < 4; ++t)
+        shared.tick();
+    EXPECT_TRUE(alone == shared);
+    EXPECT_FALSE(alone == start);
+}
