@@ -20,6 +20,7 @@
 #include <QTemporaryDir>
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <ctime>
 #include <vector>
 
@@ -136,7 +137,13 @@ int main(int argc, char** argv) {
     const int frames = 30;
     std::printf("%-8s %-8s %-10s %9s %8s %8s %9s %7s %7s %7s %7s\n", "nodes", "edges", "view", "median ms",
                 "min", "max", "cpu ms", "drawn", "edges", "labels", "arrows");
-    for (int count : {5000, 20000}) {
+    // Counts on the command line replace the two of the table (for profiling one of them).
+    std::vector<int> counts;
+    for (int i = 1; i < argc; ++i)
+        counts.push_back(std::atoi(argv[i]));
+    if (counts.empty())
+        counts = {5000, 20000};
+    for (int count : counts) {
         Seeded seeded(count);
         ProjectSession session(seeded.library.projects().first(), seeded.library, nullptr);
         CanvasState& canvas = session.graphCanvas();

@@ -1,12 +1,15 @@
 #include "ui/canvas/CanvasView.h"
 
 #include "app/canvas/CanvasState.h"
+#include "app/canvas/CanvasViews.h"
+#include "app/canvas/RemovalDraft.h"
 #include "app/undo/UndoStack.h"
 #include "kit/store/GraphStore.h"
 #include "tests/ui/canvas/CanvasTestSupport.h"
 #include "ui/canvas/CanvasPage.h"
+#include "ui/canvas/ChipStrip.h"
 #include "ui/canvas/CommandPalette.h"
-#include "ui/canvas/Composer.h"
+#include "ui/canvas/ComposerDialog.h"
 #include "ui/graph/Inspector.h"
 #include "ui/graph/RightPanel.h"
 #include "ui/graph/Sidebar.h"
@@ -262,7 +265,7 @@ TEST(Canvas, ThePaletteFindsANodeByNameAndBringsIt) {
 
 TEST(Canvas, TheComposerAddsANodeThatUndoRemoves) {
     Reading r;
-    whenModalShows<Composer>([&](Composer* composer) {
+    whenModalShows<ComposerDialog>([&](ComposerDialog* composer) {
         composer->typePicker()->setCurrentIndex(1);
         QTest::keyClicks(composer->nameField(), "Dune");
         composer->findChild<QPushButton*>("composerAdd")->click();
@@ -294,7 +297,7 @@ TEST(Canvas, CtrlDragConnectsTwoNodes_AndTheBrushMarksWhatItCrosses) {
     r.state().put(notes, QPointF(300, 0));
     QTest::keyClick(r.w.window.get(), Qt::Key_0, Qt::ControlModifier);
     settle();
-    whenModalShows<Composer>([&](Composer* composer) {
+    whenModalShows<ComposerDialog>([&](ComposerDialog* composer) {
         EXPECT_EQ(composer->relPicker()->currentText(), "wrote");
         composer->findChild<QPushButton*>("composerAdd")->click();
     });
@@ -312,9 +315,28 @@ TEST(Canvas, CtrlDragConnectsTwoNodes_AndTheBrushMarksWhatItCrosses) {
     EXPECT_TRUE(r.canvas()->brushTool());
     EXPECT_TRUE(r.w.view().findChild<QToolButton*>("brushTool")->isChecked());
     drag(r.canvas(), r.at(ada) - QPoint(0, 40), r.at(ada) + QPoint(0, 40));
-    EXPECT_EQ(r.canvas()->brushMarks(), QSet<QString>{ada});
-    // With the brush, nothing moved.
+    RemovalDraft& draft = r.w.session().canvases().removalDraft();
+    EXPECT_EQ(draft.stagedForRemoval(), QStringList{ada});
+    // With the brush, nothing moved and nothing is deleted yet.
     EXPECT_EQ(r.state().positions().value(ada), QPointF(0, 0));
+    EXPECT_TRUE(r.w.session().nodes().contains(ada));
     QTest::keyClick(r.canvas(), Qt::Key_Escape);
     EXPECT_FALSE(r.canvas()->brushTool());
+
+    // The strip offers to delete what was marked; confirmed, Ada and the relationship go, and Undo
+    // brings both back.
+    ChipStrip* strip = r.w.view().canvasPage()->strip();
+    ASSERT_TRUE(strip->removalChip()->isVisible());
+    QString title;
+    answerNextMessageBox("Delete", &title);
+    strip->removeMarkedButton()->click();
+    ASSERT_TRUE(waitUntil([&] { return !r.w.session().nodes().contains(ada); }, 60000));
+    EXPECT_EQ(title, "Delete 1 node and 1 relationship?");
+    EXPECT_TRUE(r.w.session().rels().isEmpty());
+    EXPECT_TRUE(draft.stagedForRemoval().isEmpty());
+    settle();
+    EXPECT_FALSE(strip->removalChip()->isVisible());
+    r.w.window->undoStack()->undo();
+    EXPECT_TRUE(r.w.session().nodes().contains(ada));
+    EXPECT_TRUE(r.w.session().rels().contains(wrote.id));
 }
