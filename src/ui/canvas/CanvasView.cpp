@@ -1,5 +1,6 @@
 #include "ui/canvas/CanvasView.h"
 
+#include "app/canvas/CanvasSimulation.h"
 #include "app/canvas/CanvasState.h"
 #include "app/canvas/CanvasViews.h"
 #include "app/canvas/RemovalDraft.h"
@@ -50,8 +51,12 @@ CanvasView::CanvasView(QWidget* parent)
 }
 
 void CanvasView::setSession(ProjectSession* session) {
-    if (m_session)
+    if (m_session) {
         disconnect(m_session, nullptr, this, nullptr);
+        disconnect(&m_session->canvases(), nullptr, this, nullptr);
+        disconnect(&m_session->canvases().removalDraft(), nullptr, this, nullptr);
+        disconnect(&m_session->canvases().simulation(), nullptr, this, nullptr);
+    }
     m_session = session;
     m_marks.clear();
     m_drag.reset();
@@ -63,6 +68,10 @@ void CanvasView::setSession(ProjectSession* session) {
         connect(&session->canvases(), &CanvasViews::showsAnswerChanged, this, &CanvasView::bindState);
         connect(&session->canvases().removalDraft(), &RemovalDraft::draftChanged, this,
                 qOverload<>(&QWidget::update));
+        connect(&session->canvases().simulation(), &CanvasSimulation::stopped, this, [this] {
+            if (m_autoFit && m_state)
+                m_state->fitGraph({}, true);
+        });
     }
     bindState();
 }
@@ -87,6 +96,25 @@ void CanvasView::bindState() {
         });
         if (width() > 0 && height() > 0)
             m_state->setViewport(m_state->viewport(), size());
+        // The loop places what has no position yet and settles the rest; until the person moves the
+        // view, it follows the graph as it settles.
+        m_autoFit = true;
+        // Nodes on the canvas with no position yet (a project opened without a layout) start on a
+        // sunflower round the middle, where the loop takes them from.
+        QStringList unplaced;
+        for (const QString& id : m_state->visible())
+            if (!m_state->positions().contains(id))
+                unplaced << id;
+        if (!unplaced.isEmpty()) {
+            std::sort(unplaced.begin(), unplaced.end());
+            const auto points = Sunflower::points(int(unplaced.size()), m_state->viewCentre(), false,
+                                                  QRandomGenerator::global()->bounded(2 * M_PI));
+            for (qsizetype i = 0; i < unplaced.size(); ++i)
+                m_state->put(unplaced[i], points[size_t(i)]);
+        }
+        CanvasSimulation& loop = m_session->canvases().simulation();
+        if (!m_state->visible().isEmpty() && !loop.isRunning())
+            loop.reheat(1.0);
     }
     markDirty();
 }
@@ -96,6 +124,7 @@ const Viewport& CanvasView::viewport() const {
 }
 
 void CanvasView::setViewport(const Viewport& viewport) {
+    m_autoFit = false;
     if (!m_state || m_state->viewport() == viewport)
         return;
     m_state->setViewport(viewport, size());

@@ -125,6 +125,7 @@ private:
     QPointer<ProjectSession> m_session;
     QPointer<CanvasState> m_state; // the one whose signals are connected
     Viewport m_none;
+    bool m_autoFit = true; // fit again when the loop settles, until the person moves the view
     bool m_brushTool = false;
 
     std::vector<Item> m_items;

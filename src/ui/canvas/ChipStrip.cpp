@@ -119,8 +119,11 @@ ChipStrip::ChipStrip(QWidget* parent)
 }
 
 void ChipStrip::setSession(ProjectSession* session) {
-    if (m_session)
+    if (m_session) {
         disconnect(m_session, nullptr, this, nullptr);
+        disconnect(&m_session->canvases(), nullptr, this, nullptr);
+        disconnect(&m_session->canvases().removalDraft(), nullptr, this, nullptr);
+    }
     m_session = session;
     if (session) {
         connect(&session->canvases(), &CanvasViews::showsAnswerChanged, this, &ChipStrip::bindState);

@@ -1,5 +1,6 @@
 #include "ui/canvas/CanvasView.h"
 
+#include "app/canvas/CanvasSimulation.h"
 #include "app/canvas/CanvasState.h"
 #include "app/canvas/CanvasViews.h"
 #include "app/canvas/RemovalDraft.h"
@@ -15,6 +16,8 @@
 #include "ui/graph/Sidebar.h"
 
 #include <QComboBox>
+#include <QDir>
+#include <QFile>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
@@ -339,4 +342,30 @@ TEST(Canvas, CtrlDragConnectsTwoNodes_AndTheBrushMarksWhatItCrosses) {
     r.w.window->undoStack()->undo();
     EXPECT_TRUE(r.w.session().nodes().contains(ada));
     EXPECT_TRUE(r.w.session().rels().contains(wrote.id));
+}
+
+TEST(Canvas, AProjectOpensWithItsNodesLaidOutAndDrawn) {
+    Reading r;
+    const QString ada = r.add(r.person, "Ada");
+    const QString notes = r.add(r.book, "Notes");
+    r.w.session().createRelationship(r.w.session().project().schema.relTypes[0].id, ada, notes);
+    const Project project = r.w.session().project();
+    // Opened afresh with no layout saved: every node of a small graph is on the canvas, and the loop places
+    // it.
+    r.w.session().close();
+    r.w.app->showGallery();
+    ASSERT_TRUE(waitUntil([&] { return r.w.app->session() == nullptr; }, 60000));
+    QFile::remove(QDir(r.w.dir.filePath("Projects"))
+                      .filePath(project.id.toString(QUuid::WithoutBraces).toUpper() + "/layout.json"));
+    r.w.app->open(project);
+    ASSERT_TRUE(waitUntil([&] { return r.w.app->session() != nullptr; }, 60000));
+    settle();
+    EXPECT_EQ(r.state().visible().size(), 2);
+    ASSERT_TRUE(waitUntil([&] { return r.paint().nodes == 2; }, 60000))
+        << "positions " << r.state().positions().size() << " running "
+        << r.w.session().canvases().simulation().isRunning() << " frames "
+        << r.w.session().canvases().simulation().framesDone() << " painted " << r.paint().nodes << " scale "
+        << r.canvas()->viewport().scale << " size " << r.canvas()->width();
+    EXPECT_TRUE(r.fullyInView(ada));
+    EXPECT_TRUE(r.fullyInView(notes));
 }
