@@ -24,12 +24,13 @@ namespace corvantis {
 namespace {
 
 // Below these the canvas draws less: no titles, no arrowheads, no smoothing of lines.
-constexpr double labelPointSize = 11;    // world points
-constexpr double legibleLabelPixels = 8; // on screen
-constexpr int maxLabels = 600;           // more titles than this are unreadable anyway
-constexpr double arrowSize = 7;          // world points
-constexpr double legibleArrowPixels = 3; // on screen
-constexpr int maxSmoothEdges = 6000;     // beyond this, lines are drawn without antialiasing
+constexpr double labelPointSize = 11;      // world points
+constexpr double legibleLabelPixels = 9;   // on screen: titles are never drawn smaller
+constexpr double labelScale = 0.4;         // below this the nodes crowd too closely for titles
+constexpr int maxLabels = 600;             // more titles than this are unreadable anyway
+constexpr double arrowSize = 7;            // world points
+constexpr double legibleArrowPixels = 2.5; // on screen
+constexpr int maxSmoothEdges = 6000;       // beyond this, lines are drawn without antialiasing
 constexpr int maxArrowEdges = 4000;
 constexpr double brushRadius = 18; // screen points
 constexpr int titleLength = 28;
@@ -441,9 +442,9 @@ void CanvasView::paintCanvas(QPainter& painter, const QRect& area) {
     }
 
     // -- Titles ----------------------------------------------------------------------------------------
-    if (legible >= legibleLabelPixels) {
+    if (scale >= labelScale) {
         QFont font = painter.font();
-        font.setPixelSize(int(std::min(legible, 15.0)));
+        font.setPixelSize(int(std::clamp(legible, legibleLabelPixels, 15.0)));
         painter.setFont(font);
         painter.setPen(palette().color(QPalette::Text));
         const bool all = int(onScreen.size()) <= maxLabels;
@@ -452,7 +453,7 @@ void CanvasView::paintCanvas(QPainter& painter, const QRect& area) {
             if (!all && !selection.namesNode(item.id))
                 continue;
             const double below = item.radius * scale + 3;
-            painter.drawText(QRectF(at[i].x() - 120, at[i].y() + below, 240, legible * 1.6),
+            painter.drawText(QRectF(at[i].x() - 120, at[i].y() + below, 240, font.pixelSize() * 1.6),
                              Qt::AlignHCenter | Qt::AlignTop, item.title);
             ++m_stats.labels;
         }
