@@ -57,6 +57,7 @@ void ShapeCanvas::setSession(ProjectSession* session) {
         disconnect(m_session, nullptr, this, nullptr);
     m_session = session;
     m_viewport = Viewport();
+    m_moved = false;
     if (session) {
         connect(session, &ProjectSession::projectChanged, this, qOverload<>(&QWidget::update));
         connect(&session->shape(), &ShapeEditor::selectionChanged, this, qOverload<>(&QWidget::update));
@@ -252,6 +253,13 @@ void ShapeCanvas::paintEvent(QPaintEvent*) {
     }
 }
 
+void ShapeCanvas::resizeEvent(QResizeEvent* event) {
+    QWidget::resizeEvent(event);
+    // Until the person moves the drawing, it keeps fitting the space it has.
+    if (!m_moved)
+        m_viewport.isPlaced = false;
+}
+
 void ShapeCanvas::mousePressEvent(QMouseEvent* event) {
     if (event->button() != Qt::LeftButton || !m_session)
         return QWidget::mousePressEvent(event);
@@ -275,6 +283,7 @@ void ShapeCanvas::mouseMoveEvent(QMouseEvent* event) {
                         QPointF(type->x, type->y) + (event->position() - *m_press) / m_viewport.scale);
     } else {
         m_viewport.offset = m_pressOffset + (event->position() - *m_press);
+        m_moved = true;
     }
     update();
 }
@@ -307,6 +316,7 @@ void ShapeCanvas::mouseReleaseEvent(QMouseEvent* event) {
 }
 
 void ShapeCanvas::wheelEvent(QWheelEvent* event) {
+    m_moved = true;
     if (event->modifiers() & Qt::ControlModifier)
         m_viewport.zoom(std::pow(1.15, event->angleDelta().y() / 120.0), event->position());
     else

@@ -35,6 +35,7 @@ protected:
     void mouseMoveEvent(QMouseEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
     void wheelEvent(QWheelEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
 
 private:
     // The card in world points, centred on the type's position (or where a drag holds it).
@@ -47,6 +48,7 @@ private:
     std::optional<QUuid> m_pressed;
     QPointF m_pressOffset;
     bool m_dragging = false;
+    bool m_moved = false;           // the person panned or zoomed
     QHash<QUuid, QPointF> m_moving; // the card being dragged, at its place under the pointer
 };
 
