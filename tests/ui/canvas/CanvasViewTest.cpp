@@ -369,3 +369,32 @@ TEST(Canvas, AProjectOpensWithItsNodesLaidOutAndDrawn) {
     EXPECT_TRUE(r.fullyInView(ada));
     EXPECT_TRUE(r.fullyInView(notes));
 }
+
+TEST(Canvas, ClickingWalksOutward_TheBadgeCountsWhatWaits_AndThePagerBringsTheRest) {
+    Reading r;
+    const QString ada = r.add(r.person, "Ada");
+    const QUuid wrote = r.w.session().project().schema.relTypes[0].id;
+    for (int i = 0; i < 30; ++i)
+        r.w.session().createRelationship(wrote, ada,
+                                         r.add(r.book, QStringLiteral("Book %1").arg(i, 2, 10, QChar('0'))));
+    r.canvas()->clearCanvas();
+    r.canvas()->revealNode(ada);
+    settle();
+    // The badge beside Ada counts the thirty books off the canvas.
+    ASSERT_EQ(r.state().visible().size(), 1);
+    r.paint();
+    EXPECT_EQ(r.state().hiddenCount(ada).automatic, 30);
+
+    // Ada is selected already, so a click expands her by the click's rule, up to the limit of 25.
+    QTest::mouseClick(r.canvas(), Qt::LeftButton, {}, r.at(ada));
+    settle();
+    EXPECT_EQ(r.state().visible().size(), 26);
+    ChipStrip* strip = r.w.view().canvasPage()->strip();
+    ASSERT_TRUE(strip->pagerText()->isVisible());
+    EXPECT_EQ(strip->pagerText()->text(), "Showing 25 of 30");
+    EXPECT_EQ(strip->showMoreButton()->text(), "Show 5 more");
+    strip->showMoreButton()->click();
+    settle();
+    EXPECT_EQ(r.state().visible().size(), 31);
+    EXPECT_FALSE(strip->pagerText()->isVisible());
+}
