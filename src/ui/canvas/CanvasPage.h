@@ -9,6 +9,7 @@ class QHBoxLayout;
 namespace corvantis {
 
 class CanvasView;
+class ChipStrip;
 class ProjectSession;
 
 // Graph mode's centre: the strip above the canvas (filter chips, the arrange panel's button, the explore
@@ -20,15 +21,14 @@ public:
     void setSession(ProjectSession* session);
 
     CanvasView* canvas() const { return m_canvas; }
-    QWidget* strip() const { return m_strip; }
+    ChipStrip* strip() const { return m_strip; }
 
     // Brings the type's nodes onto the canvas and fits them.
     void showType(const QUuid& type);
 
 private:
     QPointer<ProjectSession> m_session;
-    QWidget* m_strip;
-    QHBoxLayout* m_stripLayout;
+    ChipStrip* m_strip;
     CanvasView* m_canvas;
 };
 

@@ -1,8 +1,12 @@
 #include "ui/canvas/CanvasView.h"
 
+#include "app/canvas/CanvasSimulation.h"
 #include "app/canvas/CanvasState.h"
+#include "app/canvas/CanvasViews.h"
+#include "app/canvas/RemovalDraft.h"
 #include "app/graph/ProjectSession.h"
 #include "kit/layout/Curve.h"
+#include "ui/canvas/CanvasMenu.h"
 #include "ui/design/Theme.h"
 
 #include <QContextMenuEvent>
@@ -20,15 +24,17 @@ namespace corvantis {
 namespace {
 
 // Below these the canvas draws less: no titles, no arrowheads, no smoothing of lines.
-constexpr double labelPointSize = 11;    // world points
-constexpr double legibleLabelPixels = 8; // on screen
-constexpr int maxLabels = 600;           // more titles than this are unreadable anyway
-constexpr double arrowSize = 7;          // world points
-constexpr double legibleArrowPixels = 3; // on screen
-constexpr int maxSmoothEdges = 6000;     // beyond this, lines are drawn without antialiasing
+constexpr double labelPointSize = 11;      // world points
+constexpr double legibleLabelPixels = 9;   // on screen: titles are never drawn smaller
+constexpr double labelScale = 0.4;         // below this the nodes crowd too closely for titles
+constexpr int maxLabels = 600;             // more titles than this are unreadable anyway
+constexpr double arrowSize = 7;            // world points
+constexpr double legibleArrowPixels = 2.5; // on screen
+constexpr int maxSmoothEdges = 6000;       // beyond this, lines are drawn without antialiasing
 constexpr int maxArrowEdges = 4000;
 constexpr double brushRadius = 18; // screen points
 constexpr int titleLength = 28;
+constexpr size_t maxBadgeNodes = 1500; // beyond this, counting hidden neighbours costs more than it tells
 
 QString shortTitle(const QString& title) {
     return title.size() <= titleLength ? title : title.left(titleLength - 1) + QChar(0x2026);
@@ -46,10 +52,13 @@ CanvasView::CanvasView(QWidget* parent)
 }
 
 void CanvasView::setSession(ProjectSession* session) {
-    if (m_session)
+    if (m_session) {
         disconnect(m_session, nullptr, this, nullptr);
+        disconnect(&m_session->canvases(), nullptr, this, nullptr);
+        disconnect(&m_session->canvases().removalDraft(), nullptr, this, nullptr);
+        disconnect(&m_session->canvases().simulation(), nullptr, this, nullptr);
+    }
     m_session = session;
-    m_viewport = Viewport();
     m_marks.clear();
     m_drag.reset();
     m_press.reset();
@@ -57,14 +66,69 @@ void CanvasView::setSession(ProjectSession* session) {
         connect(session, &ProjectSession::graphChanged, this, &CanvasView::markDirty);
         connect(session, &ProjectSession::projectChanged, this, &CanvasView::markDirty);
         connect(session, &ProjectSession::selectionChanged, this, qOverload<>(&QWidget::update));
+        connect(&session->canvases(), &CanvasViews::showsAnswerChanged, this, &CanvasView::bindState);
+        connect(&session->canvases().removalDraft(), &RemovalDraft::draftChanged, this,
+                qOverload<>(&QWidget::update));
+        connect(&session->canvases().simulation(), &CanvasSimulation::stopped, this, [this] {
+            if (m_autoFit && m_state)
+                m_state->fitGraph({}, true);
+        });
+    }
+    bindState();
+}
+
+CanvasState* CanvasView::state() const {
+    return m_session ? &m_session->canvases().current() : nullptr;
+}
+
+void CanvasView::bindState() {
+    if (m_state)
+        disconnect(m_state, nullptr, this, nullptr);
+    m_state = state();
+    if (m_state) {
+        for (auto signal : {&CanvasState::shownChanged, &CanvasState::lensChanged})
+            connect(m_state, signal, this, &CanvasView::markDirty);
+        for (auto signal :
+             {&CanvasState::positionsChanged, &CanvasState::pinnedChanged, &CanvasState::exploreChanged})
+            connect(m_state, signal, this, qOverload<>(&QWidget::update));
+        connect(m_state, &CanvasState::viewportChanged, this, [this] {
+            emit viewportChanged();
+            update();
+        });
+        if (width() > 0 && height() > 0)
+            m_state->setViewport(m_state->viewport(), size());
+        // The loop places what has no position yet and settles the rest; until the person moves the
+        // view, it follows the graph as it settles.
+        m_autoFit = true;
+        // Nodes on the canvas with no position yet (a project opened without a layout) start on a
+        // sunflower round the middle, where the loop takes them from.
+        QStringList unplaced;
+        for (const QString& id : m_state->visible())
+            if (!m_state->positions().contains(id))
+                unplaced << id;
+        if (!unplaced.isEmpty()) {
+            std::sort(unplaced.begin(), unplaced.end());
+            const auto points = Sunflower::points(int(unplaced.size()), m_state->viewCentre(), false,
+                                                  QRandomGenerator::global()->bounded(2 * M_PI));
+            for (qsizetype i = 0; i < unplaced.size(); ++i)
+                m_state->put(unplaced[i], points[size_t(i)]);
+        }
+        CanvasSimulation& loop = m_session->canvases().simulation();
+        if (!m_state->visible().isEmpty() && !loop.isRunning())
+            loop.reheat(1.0);
     }
     markDirty();
 }
 
+const Viewport& CanvasView::viewport() const {
+    return m_state ? m_state->viewport() : m_none;
+}
+
 void CanvasView::setViewport(const Viewport& viewport) {
-    if (m_viewport == viewport)
+    m_autoFit = false;
+    if (!m_state || m_state->viewport() == viewport)
         return;
-    m_viewport = viewport;
+    m_state->setViewport(viewport, size());
     emit viewportChanged();
     update();
 }
@@ -85,14 +149,17 @@ void CanvasView::markDirty() {
 // -- What is drawn ---------------------------------------------------------------------------------------
 
 void CanvasView::syncBuiltKey() {
-    m_builtTopology = m_session ? m_session->topology() : -1;
-    m_builtShown = m_session ? m_session->graphCanvas().shown().size() : -1;
+    m_builtState = m_state;
+    m_builtTopology = m_state ? m_state->topology() : -1;
+    m_builtLens = m_state ? m_state->lensRevision() : -1;
 }
 
 void CanvasView::ensureBuilt() {
-    // The canvas's set may have changed without a signal (another view, the loop): its size tells.
-    if (!m_dirty && m_session &&
-        (m_builtTopology != m_session->topology() || m_builtShown != m_session->graphCanvas().shown().size()))
+    if (m_state != state())
+        bindState();
+    // What is drawn derives from the canvas's topology and lens; either moving means a rebuild.
+    if (!m_dirty && (m_builtState != m_state || (m_state && (m_builtTopology != m_state->topology() ||
+                                                             m_builtLens != m_state->lensRevision()))))
         m_dirty = true;
     if (m_dirty)
         rebuild();
@@ -106,7 +173,7 @@ void CanvasView::rebuild() {
     m_colours.clear();
     m_sprites.clear();
     syncBuiltKey();
-    if (!m_session)
+    if (!m_session || !m_state)
         return;
     const GraphSchema& schema = m_session->project().schema;
     QHash<QString, int> colourOfTable;
@@ -117,11 +184,12 @@ void CanvasView::rebuild() {
     const int unknownColour = int(m_colours.size());
     m_colours.push_back(Theme::paletteColor(QStringLiteral("slate")));
 
-    const CanvasState& canvas = m_session->graphCanvas();
+    const CanvasState& canvas = *m_state;
     const auto& nodes = m_session->nodes();
     const auto& index = m_session->nodeIndex();
-    m_items.reserve(canvas.shown().size());
-    QList<QString> shown(canvas.shown().begin(), canvas.shown().end());
+    const QSet<QString>& visible = canvas.visible();
+    m_items.reserve(visible.size());
+    QList<QString> shown(visible.begin(), visible.end());
     std::sort(shown.begin(), shown.end());
     for (const QString& id : shown) {
         auto node = nodes.constFind(id);
@@ -138,7 +206,11 @@ void CanvasView::rebuild() {
     }
     // The relationships with both ends on the canvas, by id so that their order (and bends) stay put.
     QHash<quint64, int> perPair;
-    for (auto rel = m_session->rels().cbegin(); rel != m_session->rels().cend(); ++rel) {
+    const auto& rels = m_session->rels();
+    for (const QString& relId : canvas.canvasRels()) {
+        auto rel = rels.constFind(relId);
+        if (rel == rels.constEnd())
+            continue;
         const int from = m_index.value(rel->from, -1);
         const int to = m_index.value(rel->to, -1);
         if (from < 0 || to < 0)
@@ -146,7 +218,6 @@ void CanvasView::rebuild() {
         m_edges.push_back({rel->id, from, to, from != to});
         ++perPair[(quint64(std::min(from, to)) << 32) | quint64(std::max(from, to))];
     }
-    std::sort(m_edges.begin(), m_edges.end(), [](const Edge& a, const Edge& b) { return a.id < b.id; });
     for (Edge& edge : m_edges)
         if (perPair.value((quint64(std::min(edge.from, edge.to)) << 32) |
                           quint64(std::max(edge.from, edge.to))) > 1)
@@ -191,9 +262,10 @@ void CanvasView::paintCanvas(QPainter& painter, const QRect& area) {
     fitIfUnplaced();
     m_stats = {};
     painter.fillRect(area, palette().color(QPalette::Base));
-    if (!m_session)
+    if (!m_session || !m_state)
         return;
-    const CanvasState& canvas = m_session->graphCanvas();
+    const CanvasState& canvas = *m_state;
+    const Viewport& vp = canvas.viewport();
     if (m_items.empty()) {
         painter.setPen(Theme::secondaryText());
         painter.drawText(
@@ -207,7 +279,7 @@ void CanvasView::paintCanvas(QPainter& painter, const QRect& area) {
     }
 
     // Screen points of every node this frame; off-screen ones are culled but still anchor their edges.
-    const double scale = m_viewport.scale;
+    const double scale = vp.scale;
     const QRectF view = QRectF(area).adjusted(-20, -20, 20, 20);
     const auto& positions = canvas.positions();
     std::vector<QPointF> at(m_items.size());
@@ -216,7 +288,7 @@ void CanvasView::paintCanvas(QPainter& painter, const QRect& area) {
         auto found = positions.constFind(m_items[i].id);
         if (found == positions.constEnd())
             continue;
-        at[i] = m_viewport.toScreen(*found);
+        at[i] = vp.toScreen(*found);
         placed[i] = 1;
     }
 
@@ -248,7 +320,10 @@ void CanvasView::paintCanvas(QPainter& painter, const QRect& area) {
     QColor edgeColour = palette().color(QPalette::Text);
     edgeColour.setAlphaF(Theme::isDark() ? 0.35 : 0.28);
     painter.setRenderHint(QPainter::Antialiasing, smooth);
-    painter.setPen(QPen(edgeColour, std::clamp(1.2 * scale, 0.6, 1.6)));
+    // A cosmetic pen of one pixel is the raster engine's fast line; wider ones only close up.
+    QPen edgePen(edgeColour, scale >= 1 ? std::min(1.2 * scale, 1.6) : 0.0);
+    edgePen.setCosmetic(true);
+    painter.setPen(edgePen);
     painter.setBrush(Qt::NoBrush);
 
     if (arrows || !curved.empty()) {
@@ -259,7 +334,7 @@ void CanvasView::paintCanvas(QPainter& painter, const QRect& area) {
         auto want = [&](const Edge& edge) {
             wanted.push_back({edge.id, m_items[edge.from].id, m_items[edge.to].id});
             for (int end : {edge.from, edge.to})
-                world.insert(m_items[end].id, m_viewport.toWorld(at[end]));
+                world.insert(m_items[end].id, vp.toWorld(at[end]));
         };
         if (arrows) {
             for (const Edge& edge : m_edges)
@@ -288,8 +363,8 @@ void CanvasView::paintCanvas(QPainter& painter, const QRect& area) {
         QPainterPath chosen;
         for (const auto& drawn : curves) {
             const Curve& c = drawn.curve;
-            const QPointF p0 = m_viewport.toScreen(c.p0), p3 = m_viewport.toScreen(c.p3);
-            const QPointF p1 = m_viewport.toScreen(c.p1), p2 = m_viewport.toScreen(c.p2);
+            const QPointF p0 = vp.toScreen(c.p0), p3 = vp.toScreen(c.p3);
+            const QPointF p1 = vp.toScreen(c.p1), p2 = vp.toScreen(c.p2);
             QPainterPath& target = selection.namesRelationship(drawn.id) ? chosen : path;
             if (!drawn.loop && drawn.bend == 0 && !selection.namesRelationship(drawn.id)) {
                 lines.emplace_back(p0, p3);
@@ -301,7 +376,7 @@ void CanvasView::paintCanvas(QPainter& painter, const QRect& area) {
                 const auto head = c.arrowhead(arrowSize);
                 QPolygonF triangle;
                 for (const QPointF& point : head)
-                    triangle << m_viewport.toScreen(point);
+                    triangle << vp.toScreen(point);
                 heads.addPolygon(triangle);
                 heads.closeSubpath();
                 ++m_stats.arrowheads;
@@ -349,10 +424,14 @@ void CanvasView::paintCanvas(QPainter& painter, const QRect& area) {
     }
 
     // -- Brush marks -----------------------------------------------------------------------------------
-    if (!m_marks.isEmpty()) {
+    // The nodes marked by the brush now, and those waiting in the removal draft.
+    QSet<QString> marks = m_marks;
+    for (const QString& id : m_session->canvases().removalDraft().stagedForRemoval())
+        marks.insert(id);
+    if (!marks.isEmpty()) {
         painter.setRenderHint(QPainter::Antialiasing, true);
         painter.setPen(QPen(Theme::danger(), 2));
-        for (const QString& id : m_marks) {
+        for (const QString& id : marks) {
             const int i = m_index.value(id, -1);
             if (i < 0 || !placed[i])
                 continue;
@@ -363,9 +442,9 @@ void CanvasView::paintCanvas(QPainter& painter, const QRect& area) {
     }
 
     // -- Titles ----------------------------------------------------------------------------------------
-    if (legible >= legibleLabelPixels) {
+    if (scale >= labelScale) {
         QFont font = painter.font();
-        font.setPixelSize(int(std::min(legible, 15.0)));
+        font.setPixelSize(int(std::clamp(legible, legibleLabelPixels, 15.0)));
         painter.setFont(font);
         painter.setPen(palette().color(QPalette::Text));
         const bool all = int(onScreen.size()) <= maxLabels;
@@ -374,9 +453,27 @@ void CanvasView::paintCanvas(QPainter& painter, const QRect& area) {
             if (!all && !selection.namesNode(item.id))
                 continue;
             const double below = item.radius * scale + 3;
-            painter.drawText(QRectF(at[i].x() - 120, at[i].y() + below, 240, legible * 1.6),
+            painter.drawText(QRectF(at[i].x() - 120, at[i].y() + below, 240, font.pixelSize() * 1.6),
                              Qt::AlignHCenter | Qt::AlignTop, item.title);
             ++m_stats.labels;
+        }
+    }
+
+    // -- Badges: how many neighbours wait off the canvas ---------------------------------------------------
+    const auto shownBadges = badges();
+    if (!shownBadges.empty()) {
+        painter.setRenderHint(QPainter::Antialiasing, true);
+        QFont font = painter.font();
+        font.setPixelSize(10);
+        font.setWeight(QFont::DemiBold);
+        painter.setFont(font);
+        for (const Badge& badge : shownBadges) {
+            painter.setPen(Qt::NoPen);
+            painter.setBrush(badge.muted ? Theme::cardBorder() : Theme::accent());
+            painter.drawRoundedRect(badge.rect, 7, 7);
+            painter.setPen(badge.muted ? palette().color(QPalette::Text)
+                                       : palette().color(QPalette::HighlightedText));
+            painter.drawText(badge.rect, Qt::AlignCenter, badge.text);
         }
     }
 
@@ -410,103 +507,73 @@ void CanvasView::paintCanvas(QPainter& painter, const QRect& area) {
 }
 
 std::optional<QPointF> CanvasView::screenPoint(const QString& id) const {
-    if (!m_session)
+    if (!m_state)
         return std::nullopt;
-    auto found = m_session->graphCanvas().positions().constFind(id);
-    if (found == m_session->graphCanvas().positions().constEnd())
+    auto found = m_state->positions().constFind(id);
+    if (found == m_state->positions().constEnd())
         return std::nullopt;
-    return m_viewport.toScreen(*found);
+    return viewport().toScreen(*found);
 }
 
 // -- Fitting and the commands of the canvas --------------------------------------------------------------
 
 void CanvasView::fitIfUnplaced() {
-    if (m_viewport.isPlaced || m_items.empty() || width() <= 0 || height() <= 0)
+    if (!m_state || m_state->viewport().isPlaced || m_items.empty() || width() <= 0 || height() <= 0)
         return;
-    std::vector<QPointF> points;
-    const auto& positions = m_session->graphCanvas().positions();
-    for (const Item& item : m_items)
-        if (auto found = positions.constFind(item.id); found != positions.constEnd())
-            points.push_back(*found);
-    if (points.empty())
-        return;
-    m_viewport.fit(points, QRectF(rect()), 60);
-    emit viewportChanged();
+    m_state->setViewport(m_state->viewport(), size());
+    m_state->fitGraph({}, false);
 }
 
 void CanvasView::zoomToFit() {
     ensureBuilt();
-    m_viewport.isPlaced = false;
-    fitIfUnplaced();
+    if (!m_state)
+        return;
+    m_state->setViewport(m_state->viewport(), size());
+    m_state->fitGraph({}, true);
     update();
 }
 
 void CanvasView::resizeEvent(QResizeEvent* event) {
     QWidget::resizeEvent(event);
+    if (m_state)
+        m_state->setViewport(m_state->viewport(), size());
     update();
 }
 
 void CanvasView::showType(const QUuid& typeId) {
-    if (!m_session)
+    if (!m_session || !m_state)
         return;
     const NodeType* type = m_session->project().schema.nodeType(typeId);
     if (!type)
         return;
-    const QString table = type->table();
-    CanvasState& canvas = m_session->graphCanvas();
-    QStringList ids;
-    for (const NodeRecord& node : m_session->nodes())
-        if (node.label == table && !canvas.shown().contains(node.id))
-            ids << node.id;
-    std::sort(ids.begin(), ids.end());
-    if (!ids.isEmpty()) {
-        const QPointF centre = m_viewport.isPlaced
-                                   ? m_viewport.toWorld(QPointF(width() / 2.0, height() / 2.0))
-                                   : canvas.viewCentre();
-        const auto points =
-            Sunflower::points(int(ids.size()), centre, false, QRandomGenerator::global()->bounded(2 * M_PI));
-        for (int i = 0; i < ids.size(); ++i)
-            canvas.put(ids[i], points[size_t(i)]);
-        canvas.scheduleSave();
-    }
-    markDirty();
-    zoomToFit();
+    m_state->setViewport(m_state->viewport(), size());
+    m_state->reveal(type->table());
+    ensureBuilt();
+    m_state->fitGraph({}, true);
+    update();
 }
 
 void CanvasView::revealNode(const QString& id) {
-    if (!m_session || !m_session->nodes().contains(id))
+    if (!m_session || !m_state || !m_session->nodes().contains(id))
         return;
-    CanvasState& canvas = m_session->graphCanvas();
-    if (!canvas.shown().contains(id)) {
-        const QPointF centre = m_viewport.isPlaced
-                                   ? m_viewport.toWorld(QPointF(width() / 2.0, height() / 2.0))
-                                   : canvas.viewCentre();
-        canvas.put(id, centre);
-        canvas.scheduleSave();
-        markDirty();
-    }
+    m_state->setViewport(m_state->viewport(), size());
+    m_state->reveal(QStringList{id});
     m_session->setSelection(GraphSelection::node(id));
     ensureBuilt();
-    if (!m_viewport.isPlaced) {
+    if (!m_state->viewport().isPlaced) {
         fitIfUnplaced();
-    } else if (auto at = canvas.positions().constFind(id); at != canvas.positions().constEnd()) {
-        m_viewport.offset = QPointF(width() / 2.0, height() / 2.0) - *at * m_viewport.scale;
-        emit viewportChanged();
+    } else if (auto at = m_state->positions().constFind(id); at != m_state->positions().constEnd()) {
+        Viewport centred = m_state->viewport();
+        centred.offset = QPointF(width() / 2.0, height() / 2.0) - *at * centred.scale;
+        setViewport(centred);
     }
     update();
 }
 
 void CanvasView::clearCanvas() {
-    if (!m_session)
+    if (!m_state)
         return;
-    CanvasState& canvas = m_session->graphCanvas();
-    canvas.forget(canvas.shown());
-    canvas.scheduleSave();
-    if (m_session->selection().kind == GraphSelection::Kind::Node ||
-        m_session->selection().kind == GraphSelection::Kind::Nodes ||
-        m_session->selection().kind == GraphSelection::Kind::Relationship)
-        m_session->setSelection(GraphSelection());
-    m_viewport.isPlaced = false;
+    m_state->clear();
     markDirty();
 }
 
@@ -514,9 +581,9 @@ void CanvasView::clearCanvas() {
 
 std::vector<DrawnNode> CanvasView::drawnNodes() const {
     std::vector<DrawnNode> drawn;
-    if (!m_session)
+    if (!m_state)
         return drawn;
-    const auto& positions = m_session->graphCanvas().positions();
+    const auto& positions = m_state->positions();
     drawn.reserve(m_items.size());
     for (const Item& item : m_items)
         if (auto found = positions.constFind(item.id); found != positions.constEnd())
@@ -526,11 +593,11 @@ std::vector<DrawnNode> CanvasView::drawnNodes() const {
 
 std::optional<CanvasHit::NodeHit> CanvasView::nodeAt(QPointF screen) const {
     const auto drawn = drawnNodes();
-    return CanvasHit::node(m_viewport.toWorld(screen), drawn, m_viewport.scale);
+    return CanvasHit::node(viewport().toWorld(screen), drawn, viewport().scale);
 }
 
 std::optional<QString> CanvasView::relAt(QPointF screen) const {
-    if (!m_session)
+    if (!m_state)
         return std::nullopt;
     std::vector<EdgeGeometry::Edge> edges;
     edges.reserve(m_edges.size());
@@ -539,17 +606,48 @@ std::optional<QString> CanvasView::relAt(QPointF screen) const {
     auto radius = [this](const QString& id) {
         return double(m_items[m_index.value(id)].radius);
     };
-    const auto curves = EdgeGeometry::curves(edges, m_session->graphCanvas().positions(), radius);
-    if (auto hit = CanvasHit::rel(m_viewport.toWorld(screen), curves, m_viewport.scale))
+    const auto curves = EdgeGeometry::curves(edges, m_state->positions(), radius);
+    if (auto hit = CanvasHit::rel(viewport().toWorld(screen), curves, viewport().scale))
         return curves[size_t(*hit)].id;
     return std::nullopt;
+}
+
+std::vector<Badge> CanvasView::badges() const {
+    std::vector<Badge> badges;
+    if (!m_state || viewport().scale < 0.5 || m_items.size() > maxBadgeNodes)
+        return badges;
+    const Viewport& vp = viewport();
+    const QRectF view = QRectF(rect());
+    for (const Item& item : m_items) {
+        auto at = m_state->positions().constFind(item.id);
+        if (at == m_state->positions().constEnd() || !view.contains(vp.toScreen(*at)))
+            continue;
+        const auto count = m_state->hiddenCount(item.id);
+        if (count.automatic == 0 && count.whenAsked == 0)
+            continue;
+        const QString text =
+            count.automatic > 0
+                ? (count.whenAsked > 0 ? QStringLiteral("%1 · %2").arg(count.automatic).arg(count.whenAsked)
+                                       : QString::number(count.automatic))
+                : QString::number(count.whenAsked);
+        const QPointF corner =
+            vp.toScreen(*at) + QPointF(item.radius * vp.scale * 0.7, -item.radius * vp.scale * 1.4);
+        const double width = 10 + 6.5 * text.size();
+        Badge badge;
+        badge.id = item.id;
+        badge.rect = QRectF(corner, QSizeF(width, 15));
+        badge.text = text;
+        badge.muted = count.automatic == 0;
+        badges.push_back(badge);
+    }
+    return badges;
 }
 
 // -- Pointer ---------------------------------------------------------------------------------------------
 
 void CanvasView::mousePressEvent(QMouseEvent* event) {
     setFocus(Qt::MouseFocusReason);
-    if (event->button() != Qt::LeftButton || !m_session)
+    if (event->button() != Qt::LeftButton || !m_state)
         return QWidget::mousePressEvent(event);
     ensureBuilt();
     m_press = event->position();
@@ -561,7 +659,7 @@ void CanvasView::mousePressEvent(QMouseEvent* event) {
 void CanvasView::beginDrag(QPointF at, Qt::KeyboardModifiers modifiers) {
     if (m_brushTool) {
         m_marks.clear();
-        m_drag = Drag::Brush{brushRadius / m_viewport.scale};
+        m_drag = Drag::Brush{brushRadius / viewport().scale};
         return;
     }
     const auto hit = nodeAt(at);
@@ -569,14 +667,14 @@ void CanvasView::beginDrag(QPointF at, Qt::KeyboardModifiers modifiers) {
         if (modifiers & Qt::ShiftModifier)
             m_drag = Drag::Marquee{};
         else
-            m_drag = Drag::Pan{m_viewport.offset};
+            m_drag = Drag::Pan{viewport().offset};
         return;
     }
     if (hit->inHalo || (modifiers & Qt::ControlModifier)) {
         m_drag = Drag::Connect{hit->id};
         return;
     }
-    const auto& positions = m_session->graphCanvas().positions();
+    const auto& positions = m_state->positions();
     const GraphSelection& selection = m_session->selection();
     if (selection.kind == GraphSelection::Kind::Nodes && selection.ids.contains(hit->id)) {
         Drag::MoveGroup group{hit->id, {}};
@@ -591,7 +689,7 @@ void CanvasView::beginDrag(QPointF at, Qt::KeyboardModifiers modifiers) {
 
 void CanvasView::mouseMoveEvent(QMouseEvent* event) {
     m_pointer = event->position();
-    if (!m_press) {
+    if (!m_press || !m_state) {
         if (m_brushTool)
             update();
         return;
@@ -601,16 +699,21 @@ void CanvasView::mouseMoveEvent(QMouseEvent* event) {
             return;
         beginDrag(*m_press, m_pressModifiers);
     }
-    CanvasState& canvas = m_session->graphCanvas();
-    const QPointF delta = (m_pointer - *m_press) / m_viewport.scale;
+    const QPointF delta = (m_pointer - *m_press) / viewport().scale;
+    CanvasViews& views = m_session->canvases();
     if (const auto* pan = std::get_if<Drag::Pan>(&*m_drag)) {
-        m_viewport.offset = pan->startOffset + (m_pointer - *m_press);
-        emit viewportChanged();
+        Viewport moved = viewport();
+        moved.offset = pan->startOffset + (m_pointer - *m_press);
+        moved.isPlaced = true;
+        setViewport(moved);
     } else if (const auto* move = std::get_if<Drag::Move>(&*m_drag)) {
-        canvas.put(move->id, move->start + delta);
+        views.dragTo(move->id, move->start + delta);
     } else if (const auto* group = std::get_if<Drag::MoveGroup>(&*m_drag)) {
+        QHash<QString, QPointF> others;
         for (auto it = group->starts.cbegin(); it != group->starts.cend(); ++it)
-            canvas.put(it.key(), it.value() + delta);
+            if (it.key() != group->id)
+                others.insert(it.key(), it.value() + delta);
+        views.dragTo(group->id, group->starts.value(group->id) + delta, others);
     } else if (std::holds_alternative<Drag::Brush>(*m_drag)) {
         brushAt(m_pointer);
     }
@@ -618,9 +721,9 @@ void CanvasView::mouseMoveEvent(QMouseEvent* event) {
 }
 
 void CanvasView::brushAt(QPointF screen) {
-    const QPointF world = m_viewport.toWorld(screen);
-    const double reach = brushRadius / m_viewport.scale;
-    const auto& positions = m_session->graphCanvas().positions();
+    const QPointF world = viewport().toWorld(screen);
+    const double reach = brushRadius / viewport().scale;
+    const auto& positions = m_state->positions();
     for (const Item& item : m_items) {
         auto found = positions.constFind(item.id);
         if (found == positions.constEnd())
@@ -631,7 +734,7 @@ void CanvasView::brushAt(QPointF screen) {
 }
 
 void CanvasView::mouseReleaseEvent(QMouseEvent* event) {
-    if (event->button() != Qt::LeftButton || !m_press || !m_session)
+    if (event->button() != Qt::LeftButton || !m_press || !m_state)
         return QWidget::mouseReleaseEvent(event);
     const QPointF at = event->position();
     const QPointF press = *m_press;
@@ -643,17 +746,10 @@ void CanvasView::mouseReleaseEvent(QMouseEvent* event) {
         update();
         return;
     }
-    CanvasState& canvas = m_session->graphCanvas();
-    if (const auto* move = std::get_if<Drag::Move>(&*drag)) {
-        // A node put down by hand stays where it was put.
-        canvas.pin(move->id);
-        canvas.scheduleSave();
-    } else if (const auto* group = std::get_if<Drag::MoveGroup>(&*drag)) {
-        for (auto it = group->starts.cbegin(); it != group->starts.cend(); ++it)
-            canvas.pin(it.key());
-        canvas.scheduleSave();
+    if (std::holds_alternative<Drag::Move>(*drag) || std::holds_alternative<Drag::MoveGroup>(*drag)) {
+        m_session->canvases().endDrag();
     } else if (std::holds_alternative<Drag::Marquee>(*drag)) {
-        const QRectF box = QRectF(m_viewport.toWorld(press), m_viewport.toWorld(at)).normalized();
+        const QRectF box = QRectF(viewport().toWorld(press), viewport().toWorld(at)).normalized();
         QSet<QString> inside;
         for (const DrawnNode& node : drawnNodes())
             if (box.contains(node.at))
@@ -662,31 +758,36 @@ void CanvasView::mouseReleaseEvent(QMouseEvent* event) {
     } else if (const auto* connect = std::get_if<Drag::Connect>(&*drag)) {
         const auto hit = nodeAt(at);
         emit connectionDrawn(connect->id, hit ? std::optional<QString>(hit->id) : std::nullopt,
-                             m_viewport.toWorld(at));
+                             viewport().toWorld(at));
     } else if (std::holds_alternative<Drag::Brush>(*drag)) {
+        // The brushed nodes wait in the removal draft until the person confirms it.
+        QStringList marked(m_marks.begin(), m_marks.end());
+        std::sort(marked.begin(), marked.end());
+        m_session->canvases().removalDraft().stageForRemoval(marked);
+        m_session->canvases().removalDraft().setRemovesByHand(true);
         emit brushed(m_marks);
+        m_marks.clear();
     }
     update();
 }
 
 void CanvasView::click(QPointF at, Qt::KeyboardModifiers modifiers) {
+    for (const Badge& badge : badges())
+        if (badge.rect
+                .adjusted(-CanvasHit::badgeMargin, -CanvasHit::badgeMargin, CanvasHit::badgeMargin,
+                          CanvasHit::badgeMargin)
+                .contains(at)) {
+            m_state->clickBadge(badge.id);
+            return;
+        }
     if (auto hit = nodeAt(at)) {
-        const GraphSelection& selection = m_session->selection();
         if (modifiers & Qt::ShiftModifier) {
             // Shift toggles the node in a selection of several and does nothing else.
-            QSet<QString> ids =
-                selection.kind == GraphSelection::Kind::Nodes || selection.kind == GraphSelection::Kind::Node
-                    ? selection.ids
-                    : QSet<QString>();
-            if (!ids.remove(hit->id))
-                ids.insert(hit->id);
-            m_session->setSelection(GraphSelection::nodes(ids));
+            m_state->toggleSelected(hit->id);
             return;
         }
         emit nodeClicked(hit->id, at);
-        if (!m_session->selection().namesNode(hit->id) ||
-            m_session->selection().kind != GraphSelection::Kind::Node)
-            m_session->setSelection(GraphSelection::node(hit->id));
+        m_state->click(hit->id, at);
         return;
     }
     if (auto rel = relAt(at)) {
@@ -697,17 +798,18 @@ void CanvasView::click(QPointF at, Qt::KeyboardModifiers modifiers) {
 }
 
 void CanvasView::wheelEvent(QWheelEvent* event) {
+    if (!m_state)
+        return;
+    Viewport moved = viewport();
     if (event->modifiers() & Qt::ControlModifier) {
         const double steps = event->angleDelta().y() / 120.0;
-        m_viewport.zoom(std::pow(1.15, steps), event->position());
+        moved.zoom(std::pow(1.15, steps), event->position());
     } else {
-        QPointF delta =
-            event->pixelDelta().isNull() ? QPointF(event->angleDelta()) / 2.0 : QPointF(event->pixelDelta());
-        m_viewport.pan(delta);
+        moved.pan(event->pixelDelta().isNull() ? QPointF(event->angleDelta()) / 2.0
+                                               : QPointF(event->pixelDelta()));
     }
-    m_viewport.isPlaced = true;
-    emit viewportChanged();
-    update();
+    moved.isPlaced = true;
+    setViewport(moved);
     event->accept();
 }
 
@@ -721,6 +823,7 @@ void CanvasView::keyPressEvent(QKeyEvent* event) {
         if (m_drag || m_press) {
             m_drag.reset();
             m_press.reset();
+            m_marks.clear();
         } else if (m_brushTool) {
             setBrushTool(false);
         } else if (m_session) {
@@ -738,19 +841,17 @@ void CanvasView::keyPressEvent(QKeyEvent* event) {
 }
 
 void CanvasView::contextMenuEvent(QContextMenuEvent* event) {
-    if (!m_session)
+    if (!m_state)
         return;
     ensureBuilt();
     QMenu menu(this);
     const auto hit = nodeAt(event->pos());
     if (hit) {
-        const GraphSelection& selection = m_session->selection();
-        if (!selection.namesNode(hit->id))
+        if (!m_session->selection().namesNode(hit->id))
             m_session->setSelection(GraphSelection::node(hit->id));
-        emit menuRequested(&menu, m_session->selection().ids);
-        if (!menu.isEmpty())
-            menu.addSeparator();
-        menu.addAction(QStringLiteral("Delete"), this, [this] { m_session->deleteSelection(); });
+        const QSet<QString> targets = m_session->selection().ids;
+        CanvasMenu::fill(menu, *m_session, *m_state, targets, hit->id);
+        emit menuRequested(&menu, targets);
     } else if (auto rel = relAt(event->pos())) {
         m_session->setSelection(GraphSelection::relationship(*rel));
         menu.addAction(QStringLiteral("Delete"), this, [this] { m_session->deleteSelection(); });

@@ -17,6 +17,7 @@ class QMenu;
 
 namespace corvantis {
 
+class CanvasState;
 class ProjectSession;
 
 // The canvas of the graph view: the nodes on it in their type's colour with their titles, the
@@ -34,12 +35,13 @@ public:
     explicit CanvasView(QWidget* parent = nullptr);
     void setSession(ProjectSession* session);
 
-    const Viewport& viewport() const { return m_viewport; }
+    // The viewport of the current canvas (the graph's, or the answer's while one shows).
+    const Viewport& viewport() const;
     void setViewport(const Viewport& viewport);
 
     bool brushTool() const { return m_brushTool; }
     void setBrushTool(bool on);
-    // The nodes the brush has marked in the drag now under way, or the last one.
+    // The nodes the brush has marked in the drag now under way.
     const QSet<QString>& brushMarks() const { return m_marks; }
 
     // Brings the nodes of a type onto the canvas, scattered round the middle of the view, and fits.
@@ -102,6 +104,8 @@ private:
         bool straight = true; // neither a loop nor one of several between two nodes
     };
 
+    CanvasState* state() const;
+    void bindState();
     void rebuild();
     void ensureBuilt();
     void markDirty();
@@ -110,6 +114,8 @@ private:
     std::vector<DrawnNode> drawnNodes() const;
     std::optional<CanvasHit::NodeHit> nodeAt(QPointF screen) const;
     std::optional<QString> relAt(QPointF screen) const;
+    // The counts of hidden neighbours beside the nodes in view, in screen points.
+    std::vector<Badge> badges() const;
     void beginDrag(QPointF at, Qt::KeyboardModifiers modifiers);
     void click(QPointF at, Qt::KeyboardModifiers modifiers);
     void brushAt(QPointF screen);
@@ -117,7 +123,9 @@ private:
     void syncBuiltKey();
 
     QPointer<ProjectSession> m_session;
-    Viewport m_viewport;
+    QPointer<CanvasState> m_state; // the one whose signals are connected
+    Viewport m_none;
+    bool m_autoFit = true; // fit again when the loop settles, until the person moves the view
     bool m_brushTool = false;
 
     std::vector<Item> m_items;
@@ -127,7 +135,8 @@ private:
     QHash<quint64, QImage> m_sprites;
     bool m_dirty = true;
     int m_builtTopology = -1;
-    qsizetype m_builtShown = -1;
+    int m_builtLens = -1;
+    const CanvasState* m_builtState = nullptr;
 
     // The press and the drag it became, if it did.
     std::optional<QPointF> m_press;

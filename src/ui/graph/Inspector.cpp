@@ -69,10 +69,8 @@ void Inspector::setSession(ProjectSession* session) {
 
 void Inspector::rebuild() {
     m_editors.clear();
-    while (QLayoutItem* item = m_formLayout->takeAt(0)) {
-        delete item->widget();
-        delete item;
-    }
+    while (m_formLayout->rowCount() > 0)
+        m_formLayout->removeRow(0);
     m_recordId.clear();
     m_delete->hide();
     m_detail->clear();

@@ -6,10 +6,11 @@
 #include "app/notes/NotesModel.h"
 #include "ui/build/BuildMessageField.h"
 #include "ui/build/BuildPanel.h"
+#include "kit/layout/DragKind.h"
 #include "ui/canvas/CanvasPage.h"
 #include "ui/canvas/CanvasView.h"
 #include "ui/canvas/CommandPalette.h"
-#include "ui/canvas/Composer.h"
+#include "ui/canvas/ComposerDialog.h"
 #include "ui/design/Theme.h"
 #include "ui/drawing/DrawingOpener.h"
 #include "ui/embedding/EmbeddingStatusView.h"
@@ -211,16 +212,14 @@ ProjectView::ProjectView(AppModel& app, QWidget* parent)
         m_canvas->canvas()->revealNode(id);
     });
     connect(canvas, &CanvasView::connectionDrawn, this,
-            [this](const QString& from, const std::optional<QString>& to, QPointF world) {
+            [this](const QString& from, const std::optional<QString>& onto, QPointF world) {
                 if (!m_session)
                     return;
-                if (!to) {
-                    openComposer(world, from);
-                    return;
-                }
-                if (*to == from)
-                    return;
-                showComposer(new Composer(*m_session, from, *to, this));
+                const Composer composer = Composer::finishConnect(from, onto, world, {});
+                if (composer.kind == Composer::Kind::node)
+                    openComposer(composer.world, from);
+                else
+                    showComposer(new ComposerDialog(*m_session, composer.from, composer.to, this));
             });
     connect(m_name, &QLineEdit::editingFinished, this, &ProjectView::commitName);
     connect(&m_app, &AppModel::sessionChanged, this, &ProjectView::bindSession);
@@ -315,10 +314,10 @@ void ProjectView::setShowsTable(bool shows) {
 void ProjectView::openComposer(QPointF world, const std::optional<QString>& from) {
     if (!m_session)
         return;
-    showComposer(new Composer(*m_session, world, from, this));
+    showComposer(new ComposerDialog(*m_session, world, from, this));
 }
 
-void ProjectView::showComposer(Composer* composer) {
+void ProjectView::showComposer(ComposerDialog* composer) {
     composer->setAttribute(Qt::WA_DeleteOnClose);
     composer->setWindowModality(Qt::WindowModal);
     // Back on the canvas afterwards, so that Undo and the canvas's keys go where the person looks.

@@ -20,7 +20,7 @@ namespace corvantis {
 class AppModel;
 class CanvasPage;
 class CommandPalette;
-class Composer;
+class ComposerDialog;
 class DrawingOpener;
 class BuildPanel;
 class GraphTableView;
@@ -102,7 +102,7 @@ private:
     void beginRenaming();
     void syncMode();
     void confirm();
-    void showComposer(Composer* composer);
+    void showComposer(ComposerDialog* composer);
     void fillSlot(QHBoxLayout* slot, QWidget* widget);
 
     AppModel& m_app;

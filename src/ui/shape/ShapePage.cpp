@@ -20,6 +20,8 @@ ShapePage::ShapePage(QWidget* parent)
     m_split->setStretchFactor(0, 3);
     m_split->setStretchFactor(1, 2);
     m_split->setCollapsible(1, false);
+    // The drawing takes the larger part; the list form keeps what it needs.
+    m_split->setSizes({640, 560});
     layout->addWidget(m_split);
 }
 

@@ -1,17 +1,23 @@
 #include "ui/canvas/CanvasView.h"
 
+#include "app/canvas/CanvasSimulation.h"
 #include "app/canvas/CanvasState.h"
+#include "app/canvas/CanvasViews.h"
+#include "app/canvas/RemovalDraft.h"
 #include "app/undo/UndoStack.h"
 #include "kit/store/GraphStore.h"
 #include "tests/ui/canvas/CanvasTestSupport.h"
 #include "ui/canvas/CanvasPage.h"
+#include "ui/canvas/ChipStrip.h"
 #include "ui/canvas/CommandPalette.h"
-#include "ui/canvas/Composer.h"
+#include "ui/canvas/ComposerDialog.h"
 #include "ui/graph/Inspector.h"
 #include "ui/graph/RightPanel.h"
 #include "ui/graph/Sidebar.h"
 
 #include <QComboBox>
+#include <QDir>
+#include <QFile>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
@@ -262,7 +268,7 @@ TEST(Canvas, ThePaletteFindsANodeByNameAndBringsIt) {
 
 TEST(Canvas, TheComposerAddsANodeThatUndoRemoves) {
     Reading r;
-    whenModalShows<Composer>([&](Composer* composer) {
+    whenModalShows<ComposerDialog>([&](ComposerDialog* composer) {
         composer->typePicker()->setCurrentIndex(1);
         QTest::keyClicks(composer->nameField(), "Dune");
         composer->findChild<QPushButton*>("composerAdd")->click();
@@ -294,7 +300,7 @@ TEST(Canvas, CtrlDragConnectsTwoNodes_AndTheBrushMarksWhatItCrosses) {
     r.state().put(notes, QPointF(300, 0));
     QTest::keyClick(r.w.window.get(), Qt::Key_0, Qt::ControlModifier);
     settle();
-    whenModalShows<Composer>([&](Composer* composer) {
+    whenModalShows<ComposerDialog>([&](ComposerDialog* composer) {
         EXPECT_EQ(composer->relPicker()->currentText(), "wrote");
         composer->findChild<QPushButton*>("composerAdd")->click();
     });
@@ -312,9 +318,83 @@ TEST(Canvas, CtrlDragConnectsTwoNodes_AndTheBrushMarksWhatItCrosses) {
     EXPECT_TRUE(r.canvas()->brushTool());
     EXPECT_TRUE(r.w.view().findChild<QToolButton*>("brushTool")->isChecked());
     drag(r.canvas(), r.at(ada) - QPoint(0, 40), r.at(ada) + QPoint(0, 40));
-    EXPECT_EQ(r.canvas()->brushMarks(), QSet<QString>{ada});
-    // With the brush, nothing moved.
+    RemovalDraft& draft = r.w.session().canvases().removalDraft();
+    EXPECT_EQ(draft.stagedForRemoval(), QStringList{ada});
+    // With the brush, nothing moved and nothing is deleted yet.
     EXPECT_EQ(r.state().positions().value(ada), QPointF(0, 0));
+    EXPECT_TRUE(r.w.session().nodes().contains(ada));
     QTest::keyClick(r.canvas(), Qt::Key_Escape);
     EXPECT_FALSE(r.canvas()->brushTool());
+
+    // The strip offers to delete what was marked; confirmed, Ada and the relationship go, and Undo
+    // brings both back.
+    ChipStrip* strip = r.w.view().canvasPage()->strip();
+    ASSERT_TRUE(strip->removalChip()->isVisible());
+    QString title;
+    answerNextMessageBox("Delete", &title);
+    strip->removeMarkedButton()->click();
+    ASSERT_TRUE(waitUntil([&] { return !r.w.session().nodes().contains(ada); }, 60000));
+    EXPECT_EQ(title, "Delete 1 node and 1 relationship?");
+    EXPECT_TRUE(r.w.session().rels().isEmpty());
+    EXPECT_TRUE(draft.stagedForRemoval().isEmpty());
+    settle();
+    EXPECT_FALSE(strip->removalChip()->isVisible());
+    r.w.window->undoStack()->undo();
+    EXPECT_TRUE(r.w.session().nodes().contains(ada));
+    EXPECT_TRUE(r.w.session().rels().contains(wrote.id));
+}
+
+TEST(Canvas, AProjectOpensWithItsNodesLaidOutAndDrawn) {
+    Reading r;
+    const QString ada = r.add(r.person, "Ada");
+    const QString notes = r.add(r.book, "Notes");
+    r.w.session().createRelationship(r.w.session().project().schema.relTypes[0].id, ada, notes);
+    const Project project = r.w.session().project();
+    // Opened afresh with no layout saved: every node of a small graph is on the canvas, and the loop places
+    // it.
+    r.w.session().close();
+    r.w.app->showGallery();
+    ASSERT_TRUE(waitUntil([&] { return r.w.app->session() == nullptr; }, 60000));
+    QFile::remove(QDir(r.w.dir.filePath("Projects"))
+                      .filePath(project.id.toString(QUuid::WithoutBraces).toUpper() + "/layout.json"));
+    r.w.app->open(project);
+    ASSERT_TRUE(waitUntil([&] { return r.w.app->session() != nullptr; }, 60000));
+    settle();
+    EXPECT_EQ(r.state().visible().size(), 2);
+    ASSERT_TRUE(waitUntil([&] { return r.paint().nodes == 2; }, 60000))
+        << "positions " << r.state().positions().size() << " running "
+        << r.w.session().canvases().simulation().isRunning() << " frames "
+        << r.w.session().canvases().simulation().framesDone() << " painted " << r.paint().nodes << " scale "
+        << r.canvas()->viewport().scale << " size " << r.canvas()->width();
+    EXPECT_TRUE(r.fullyInView(ada));
+    EXPECT_TRUE(r.fullyInView(notes));
+}
+
+TEST(Canvas, ClickingWalksOutward_TheBadgeCountsWhatWaits_AndThePagerBringsTheRest) {
+    Reading r;
+    const QString ada = r.add(r.person, "Ada");
+    const QUuid wrote = r.w.session().project().schema.relTypes[0].id;
+    for (int i = 0; i < 30; ++i)
+        r.w.session().createRelationship(wrote, ada,
+                                         r.add(r.book, QStringLiteral("Book %1").arg(i, 2, 10, QChar('0'))));
+    r.canvas()->clearCanvas();
+    r.canvas()->revealNode(ada);
+    settle();
+    // The badge beside Ada counts the thirty books off the canvas.
+    ASSERT_EQ(r.state().visible().size(), 1);
+    r.paint();
+    EXPECT_EQ(r.state().hiddenCount(ada).automatic, 30);
+
+    // Ada is selected already, so a click expands her by the click's rule, up to the limit of 25.
+    QTest::mouseClick(r.canvas(), Qt::LeftButton, {}, r.at(ada));
+    settle();
+    EXPECT_EQ(r.state().visible().size(), 26);
+    ChipStrip* strip = r.w.view().canvasPage()->strip();
+    ASSERT_TRUE(strip->pagerText()->isVisible());
+    EXPECT_EQ(strip->pagerText()->text(), "Showing 25 of 30");
+    EXPECT_EQ(strip->showMoreButton()->text(), "Show 5 more");
+    strip->showMoreButton()->click();
+    settle();
+    EXPECT_EQ(r.state().visible().size(), 31);
+    EXPECT_FALSE(strip->pagerText()->isVisible());
 }

@@ -1,9 +1,11 @@
+#include "app/undo/UndoStack.h"
 #include "tests/ui/canvas/CanvasTestSupport.h"
 #include "ui/canvas/CanvasPage.h"
 #include "ui/canvas/CanvasView.h"
 #include "ui/graph/Inspector.h"
 #include "ui/graph/RightPanel.h"
 #include "ui/graph/Sidebar.h"
+#include "ui/shape/ShapeCanvas.h"
 #include "ui/shape/ShapePage.h"
 #include "ui/table/GraphTableView.h"
 
@@ -102,4 +104,40 @@ TEST(ProjectLayout, SlotsTakeTheirWidgetsAndTheRightPanelSwitchesFaces) {
     panel->findChild<QToolButton*>("closeRightPanel")->click();
     settle();
     EXPECT_FALSE(panel->isVisible());
+}
+
+TEST(ShapeCanvas, CardsStandForTypesAndADragMovesOneAsAnUndoableEdit) {
+    ProjectWindow w{readingShape()};
+    w.view().shapeButton()->click();
+    settle();
+    ShapeCanvas* canvas = w.view().shapePage()->canvas();
+    ASSERT_TRUE(canvas->isVisible());
+    canvas->grab();
+    const NodeType person = w.session().project().schema.nodeTypes[0];
+    const NodeType book = w.session().project().schema.nodeTypes[1];
+    const QRectF personCard = canvas->cardRect(person.id).value();
+    const QRectF bookCard = canvas->cardRect(book.id).value();
+    // Person stands left of Book, as their positions say, and both are in view.
+    EXPECT_LT(personCard.right(), bookCard.left());
+    EXPECT_TRUE(QRectF(canvas->rect()).contains(personCard));
+    EXPECT_TRUE(QRectF(canvas->rect()).contains(bookCard));
+
+    // A click selects the type, as the list does.
+    QTest::mouseClick(canvas, Qt::LeftButton, {}, personCard.center().toPoint());
+    ASSERT_TRUE(w.session().shape().selection().has_value());
+    EXPECT_EQ(w.session().shape().selection()->id, person.id);
+
+    const QPoint from = personCard.center().toPoint();
+    const QPoint to = from + QPoint(0, 50);
+    QTest::mousePress(canvas, Qt::LeftButton, {}, from);
+    QTest::mouseMove(canvas, from + QPoint(0, 25));
+    QTest::mouseMove(canvas, to);
+    QTest::mouseRelease(canvas, Qt::LeftButton, {}, to);
+    settle();
+    const double scale = canvas->viewport().scale;
+    EXPECT_NEAR(w.session().project().schema.nodeTypes[0].y, person.y + 50 / scale, 0.5 / scale);
+    EXPECT_EQ(w.session().project().schema.nodeTypes[0].x, person.x);
+    w.window->undoStack()->undo();
+    settle();
+    EXPECT_EQ(w.session().project().schema.nodeTypes[0].y, person.y);
 }

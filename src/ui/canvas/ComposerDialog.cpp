@@ -1,4 +1,4 @@
-#include "ui/canvas/Composer.h"
+#include "ui/canvas/ComposerDialog.h"
 
 #include "app/graph/ProjectSession.h"
 #include "ui/design/Theme.h"
@@ -13,8 +13,8 @@
 
 namespace corvantis {
 
-Composer::Composer(ProjectSession& session, QPointF world, const std::optional<QString>& from,
-                   QWidget* parent)
+ComposerDialog::ComposerDialog(ProjectSession& session, QPointF world, const std::optional<QString>& from,
+                               QWidget* parent)
     : QDialog(parent)
     , m_session(&session)
     , m_world(world)
@@ -29,13 +29,14 @@ Composer::Composer(ProjectSession& session, QPointF world, const std::optional<Q
     if (from) {
         m_rel = new QComboBox(this);
         m_rel->setObjectName(QStringLiteral("composerRel"));
-        connect(m_type, &QComboBox::currentIndexChanged, this, &Composer::fillRelTypes);
+        connect(m_type, &QComboBox::currentIndexChanged, this, &ComposerDialog::fillRelTypes);
     }
     build(QStringLiteral("Add a Node"));
     fillRelTypes();
 }
 
-Composer::Composer(ProjectSession& session, const QString& from, const QString& to, QWidget* parent)
+ComposerDialog::ComposerDialog(ProjectSession& session, const QString& from, const QString& to,
+                               QWidget* parent)
     : QDialog(parent)
     , m_session(&session)
     , m_from(from)
@@ -46,7 +47,7 @@ Composer::Composer(ProjectSession& session, const QString& from, const QString& 
     fillRelTypes();
 }
 
-void Composer::build(const QString& title) {
+void ComposerDialog::build(const QString& title) {
     setObjectName(QStringLiteral("composer"));
     setWindowTitle(title);
     auto* layout = new QVBoxLayout(this);
@@ -75,8 +76,8 @@ void Composer::build(const QString& title) {
     QPushButton* add = m_buttons->addButton(QStringLiteral("Add"), QDialogButtonBox::AcceptRole);
     add->setObjectName(QStringLiteral("composerAdd"));
     add->setDefault(true);
-    connect(m_buttons, &QDialogButtonBox::accepted, this, &Composer::accept);
-    connect(m_buttons, &QDialogButtonBox::rejected, this, &Composer::reject);
+    connect(m_buttons, &QDialogButtonBox::accepted, this, &ComposerDialog::accept);
+    connect(m_buttons, &QDialogButtonBox::rejected, this, &ComposerDialog::reject);
     layout->addWidget(m_buttons);
     setMinimumWidth(360);
     if (m_type && m_type->count() == 0) {
@@ -85,7 +86,7 @@ void Composer::build(const QString& title) {
     }
 }
 
-void Composer::fillRelTypes() {
+void ComposerDialog::fillRelTypes() {
     if (!m_rel || !m_session || !m_from)
         return;
     m_rel->clear();
@@ -118,7 +119,7 @@ void Composer::fillRelTypes() {
     }
 }
 
-void Composer::accept() {
+void ComposerDialog::accept() {
     if (!m_session)
         return QDialog::reject();
     const QUuid relType = m_rel ? m_rel->currentData().toUuid() : QUuid();

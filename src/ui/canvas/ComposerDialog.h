@@ -18,14 +18,15 @@ class ProjectSession;
 // connection between two nodes (its relationship type among those the shape allows between them). A
 // node added at the end of a connection drawn from another is connected to it as well. Each addition is
 // the session's, and Undo takes it back.
-class Composer : public QDialog {
+class ComposerDialog : public QDialog {
     Q_OBJECT
 public:
     // A node at a world point; with `from`, also a relationship from that node to the new one.
-    Composer(ProjectSession& session, QPointF world, const std::optional<QString>& from,
-             QWidget* parent = nullptr);
+    ComposerDialog(ProjectSession& session, QPointF world, const std::optional<QString>& from,
+                   QWidget* parent = nullptr);
     // A relationship between two nodes on the canvas.
-    Composer(ProjectSession& session, const QString& from, const QString& to, QWidget* parent = nullptr);
+    ComposerDialog(ProjectSession& session, const QString& from, const QString& to,
+                   QWidget* parent = nullptr);
 
     QComboBox* typePicker() const { return m_type; }
     QLineEdit* nameField() const { return m_name; }
