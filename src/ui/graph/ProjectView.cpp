@@ -169,6 +169,12 @@ void ProjectView::toggleNotes() {
     m_notesHost->setVisible(!m_notesHost->isVisible());
     if (!m_notesHost->isVisible())
         return;
+    // Shown from hidden, the panel would keep the least height it can have: it takes two fifths.
+    if (auto* split = qobject_cast<QSplitter*>(m_notesHost->parentWidget());
+        split && m_notesHost->height() < 160) {
+        const int total = split->height();
+        split->setSizes({total * 3 / 5, total * 2 / 5});
+    }
     if (m_notesPanel->model().active())
         m_notesPanel->editor()->setFocus();
     else

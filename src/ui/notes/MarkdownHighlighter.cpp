@@ -67,6 +67,7 @@ QTextCharFormat MarkdownHighlighter::roomFor(QChar c, qreal width, const QTextCh
 }
 
 void MarkdownHighlighter::highlightBlock(const QString& text) {
+    ++m_blocksStyled;
     const bool inFence = previousBlockState() == 1;
     const LineStyle style = MarkdownStyle::line(text, inFence, m_reading);
     setCurrentBlockState(style.inFenceAfter ? 1 : 0);

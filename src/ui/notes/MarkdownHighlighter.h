@@ -40,6 +40,10 @@ public:
     // The colours follow the appearance; call after it changes.
     void refreshColours();
 
+    // How many blocks have been styled since the highlighter was made (each keystroke should add only
+    // the blocks it touched).
+    int blocksStyled() const { return m_blocksStyled; }
+
     // The text a pill shows for a tag.
     static QString pillText(const NoteTag& tag);
     // Pill padding on each side, in pixels.
@@ -54,6 +58,7 @@ private:
 
     TagResolver m_tags;
     bool m_reading = false;
+    int m_blocksStyled = 0;
     QColor m_secondary;
     QColor m_accent;
     QColor m_codeBackground;
