@@ -11,6 +11,7 @@
 #include "ui/notes/TagCard.h"
 
 #include <QAbstractTextDocumentLayout>
+#include <QDir>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
@@ -109,7 +110,8 @@ TEST(NoteEditorView, TagsAreAtomsShownAsPillsWithACard) {
     // The pill keeps exactly its own room: the id's characters take none.
     const qreal pill = w.xOf(4 + 37) - w.xOf(4);
     EXPECT_NEAR(pill,
-                QFontMetricsF(w.editor->document()->defaultFont()).horizontalAdvance("Ada") +
+                QFontMetricsF(MarkdownHighlighter::pillFont(w.editor->document()->defaultFont()))
+                        .horizontalAdvance("Ada") +
                     2 * MarkdownHighlighter::pillPadding,
                 2.0);
 
@@ -136,6 +138,27 @@ TEST(NoteEditorView, TagsAreAtomsShownAsPillsWithACard) {
     ASSERT_EQ(style->pills.size(), 1);
     EXPECT_EQ(style->pills[0].text, "Ada L.");
     EXPECT_EQ(w.body(), text);
+}
+
+TEST(NoteEditorView, AnEmbedLineKeepsThePicturesRoomAndGoesWhole) {
+    NotesWindow w;
+    QImage picture(200, 100, QImage::Format_RGB32);
+    picture.fill(Qt::darkGreen);
+    QDir().mkpath(w.notes().attachmentsFolder());
+    ASSERT_TRUE(picture.save(w.notes().attachmentsFolder() + "/green.png"));
+    const QString embed = "![Green](attachments/green.png)";
+    w.notes().setBody(w.note, "above\n" + embed + "\nbelow");
+    w.editor->setNote(w.note);
+    const QTextBlock line = w.editor->document()->findBlockByNumber(1);
+    const QRectF room = w.editor->document()->documentLayout()->blockBoundingRect(line);
+    EXPECT_NEAR(room.height(), 100, 12);
+    const QTextLine first = line.layout()->lineAt(0);
+    EXPECT_NEAR(first.cursorToX(line.length() - 1) - first.cursorToX(0), 200, 2);
+    // The caret can't stop inside the embed, and Backspace after it takes it whole.
+    w.caretAt(line.position() + 5);
+    EXPECT_EQ(w.editor->textCursor().position(), line.position() + line.length() - 1);
+    QTest::keyClick(w.editor, Qt::Key_Backspace);
+    EXPECT_EQ(w.body(), "above\n\nbelow");
 }
 
 TEST(NoteEditorView, SlashMenuPickerKeysAndBrackets) {
