@@ -186,10 +186,15 @@ NotesPanel::NotesPanel(NotesModel& model, QWidget* parent)
     syncListHidden();
 }
 
-void NotesPanel::syncTabs() {
+void NotesPanel::showEvent(QShowEvent* event) {
+    QWidget::showEvent(event);
+    syncTabs(true);
+}
+
+void NotesPanel::syncTabs(bool rebuild) {
     const NoteBook& book = m_model.book();
     m_syncingTabs = true;
-    bool same = m_tabs->count() == book.tabs.size();
+    bool same = !rebuild && m_tabs->count() == book.tabs.size();
     for (int i = 0; same && i < book.tabs.size(); ++i)
         same = m_tabs->tabData(i).toString() == book.tabs[i];
     if (!same) {
