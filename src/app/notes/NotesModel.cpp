@@ -472,8 +472,10 @@ void NotesModel::openFromNote(const NoteTag& tag) {
 QString NotesModel::followLink(const QString& title) {
     for (const NoteItem& item : m_book.items) {
         if (!item.isFolder && item.title == title) {
-            select(item.id);
-            return item.id;
+            // Selecting changes the book, which may move its items: the id is kept first.
+            const QString id = item.id;
+            select(id);
+            return id;
         }
     }
     std::optional<QString> in;
