@@ -49,7 +49,8 @@ public:
         const auto* next = static_cast<const NoteEditCommand*>(other);
         if (next->m_note != m_note)
             return false;
-        const bool typing = m_removed.isEmpty() && next->m_removed.isEmpty() &&
+        // A line break ends a step, so that undo goes back a line at a time.
+        const bool typing = m_removed.isEmpty() && next->m_removed.isEmpty() && !m_inserted.contains('\n') &&
                             !next->m_inserted.contains('\n') && next->m_inserted.size() == 1 &&
                             next->m_position == m_position + m_inserted.size();
         if (typing) {
@@ -471,8 +472,10 @@ void NotesModel::openFromNote(const NoteTag& tag) {
 QString NotesModel::followLink(const QString& title) {
     for (const NoteItem& item : m_book.items) {
         if (!item.isFolder && item.title == title) {
-            select(item.id);
-            return item.id;
+            // Selecting changes the book, which may move its items: the id is kept first.
+            const QString id = item.id;
+            select(id);
+            return id;
         }
     }
     std::optional<QString> in;

@@ -6,6 +6,7 @@
 #include <QJsonArray>
 #include <algorithm>
 #include <functional>
+#include <utility>
 
 namespace corvantis {
 
@@ -229,7 +230,7 @@ void NoteBook::remove(const QSet<QString>& ids) {
 }
 
 void NoteBook::open(const QString& id) {
-    const NoteItem* found = item(id);
+    const NoteItem* found = std::as_const(*this).item(id);
     if (!found || found->isFolder)
         return;
     if (!tabs.contains(id)) {

@@ -105,6 +105,7 @@ QList<NoteCommand> matching(const QString& text) {
     QList<NoteCommand> contains;
     for (const Entry& e : table()) {
         QStringList names = e.aliases;
+        names.prepend(QString::fromUtf8(e.raw));
         names.prepend(QString::fromUtf8(e.title));
         bool begin = false;
         bool inside = false;

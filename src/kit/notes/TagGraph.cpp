@@ -151,7 +151,11 @@ NoteTag TagGraph::noteTag(const TagToken& token) const {
     QString via = tag.title;
     for (const TagToken::Hop& hop : token.hops) {
         via += hop.outgoing ? QStringLiteral(" → ") : QStringLiteral(" ← ");
-        via += hop.name.isEmpty() ? QStringLiteral("all") : QString(hop.name).replace('_', ' ');
+        // The type's own name where the shape knows it; the stored name keeps the tag valid after a rename.
+        const RelType* type = hop.name.isEmpty() ? nullptr : m_schema.relTypeForTable(hop.name);
+        via += hop.name.isEmpty() ? QStringLiteral("all")
+               : type             ? type->name
+                                  : QString(hop.name).replace('_', ' ');
     }
     tag.via = via;
     tag.details.clear();

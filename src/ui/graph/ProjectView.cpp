@@ -285,6 +285,11 @@ void ProjectView::toggleNotes() {
     panel->setVisible(!panel->isVisible());
     if (!panel->isVisible())
         return;
+    // Shown from hidden, the panel would keep the least height it can have: it takes two fifths.
+    if (m_vertical->height() > 0 && panel->height() < 160) {
+        const int total = m_vertical->height();
+        m_vertical->setSizes({total * 3 / 5, total * 2 / 5});
+    }
     if (panel->model().active())
         panel->editor()->setFocus();
     else

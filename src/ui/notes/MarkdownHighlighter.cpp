@@ -10,9 +10,10 @@ namespace corvantis {
 
 using Role = StyleSpan::Role;
 
-MarkdownHighlighter::MarkdownHighlighter(QTextDocument* document, TagResolver tags)
+MarkdownHighlighter::MarkdownHighlighter(QTextDocument* document, TagResolver tags, PictureSize pictures)
     : QSyntaxHighlighter(document)
-    , m_tags(std::move(tags)) {
+    , m_tags(std::move(tags))
+    , m_pictures(std::move(pictures)) {
     refreshColours();
 }
 
@@ -45,6 +46,38 @@ QString MarkdownHighlighter::pillText(const NoteTag& tag) {
     return text;
 }
 
+QFont MarkdownHighlighter::pillFont(const QFont& base) {
+    QFont font = base;
+    font.setWeight(QFont::DemiBold);
+    return font;
+}
+
+bool MarkdownHighlighter::embedLine(const QString& text, BlockStyle& data) {
+    const auto embed = NoteEmbed::embed(NoteEmbed::pattern().match(text));
+    if (!embed || text.isEmpty())
+        return false;
+    QSizeF size = m_pictures ? m_pictures(*embed) : QSizeF();
+    if (size.isEmpty())
+        size = placeholderSize();
+    // The first character keeps the picture's room: a font as tall as the picture, spaced as wide.
+    QFont font = document()->defaultFont();
+    font.setPixelSize(100);
+    const qreal lineRatio = QFontMetricsF(font).height() / 100.0;
+    font.setPixelSize(std::max(1, int(size.height() / lineRatio)));
+    QTextCharFormat room;
+    room.setFont(font);
+    room.setFontLetterSpacingType(QFont::AbsoluteSpacing);
+    room.setFontLetterSpacing(size.width() - QFontMetricsF(font).horizontalAdvance(text[0]));
+    room.setForeground(Qt::transparent);
+    setFormat(0, 1, room);
+    for (int i = 1; i < text.size(); ++i)
+        setFormat(i, 1, zeroWidth(text[i]));
+    data.embed = embed;
+    // The caret passes the line whole and a deletion beside it takes it whole.
+    data.spans << StyleSpan{StyleSpan::Role::Mark, 0, int(text.size()), StyleSpan::Atom, 0, embed->file};
+    return true;
+}
+
 QTextCharFormat MarkdownHighlighter::zeroWidth(QChar c) const {
     // A one-pixel font with the advance taken back: the character stays in the text and takes no room.
     QFont font = document()->defaultFont();
@@ -67,11 +100,16 @@ QTextCharFormat MarkdownHighlighter::roomFor(QChar c, qreal width, const QTextCh
 }
 
 void MarkdownHighlighter::highlightBlock(const QString& text) {
+    ++m_blocksStyled;
     const bool inFence = previousBlockState() == 1;
     const LineStyle style = MarkdownStyle::line(text, inFence, m_reading);
     setCurrentBlockState(style.inFenceAfter ? 1 : 0);
 
     auto* data = new BlockStyle;
+    if (!inFence && embedLine(text, *data)) {
+        setCurrentBlockUserData(data);
+        return;
+    }
     data->spans = style.spans;
     const QFont base = document()->defaultFont();
     QFont mono = QFontDatabase::systemFont(QFontDatabase::FixedFont);
@@ -150,7 +188,8 @@ void MarkdownHighlighter::highlightBlock(const QString& text) {
             const NoteTag tag = m_tags ? m_tags(token) : NoteTag();
             const QString label = pillText(tag);
             QTextCharFormat pillBase = f;
-            const qreal width = QFontMetricsF(pillBase.font()).horizontalAdvance(label) + 2 * pillPadding;
+            const qreal width =
+                QFontMetricsF(pillFont(pillBase.font())).horizontalAdvance(label) + 2 * pillPadding;
             setFormat(span.start, 1, roomFor(text[span.start], width, pillBase));
             for (int i = span.start + 1; i < span.start + span.length; ++i)
                 setFormat(i, 1, zeroWidth(text[i]));

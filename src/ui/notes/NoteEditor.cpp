@@ -36,8 +36,9 @@ bool isRedo(const QKeyEvent* key) {
 NoteEditor::NoteEditor(NotesModel& model, QWidget* parent)
     : QPlainTextEdit(parent)
     , m_model(model)
-    , m_highlighter(new MarkdownHighlighter(document(),
-                                            [this](const TagToken& token) { return m_model.noteTag(token); }))
+    , m_highlighter(new MarkdownHighlighter(
+          document(), [this](const TagToken& token) { return m_model.noteTag(token); },
+          [this](const NoteEmbed& embed) { return pictureSize(embed); }))
     , m_picker(new NotePicker(viewport())) {
     setObjectName(QStringLiteral("noteEditor"));
     setFrameShape(QFrame::NoFrame);
@@ -51,7 +52,10 @@ NoteEditor::NoteEditor(NotesModel& model, QWidget* parent)
     connect(this, &QPlainTextEdit::cursorPositionChanged, this, &NoteEditor::caretMoved);
     connect(&m_model, &NotesModel::bodyEdited, this, &NoteEditor::applyModelEdit);
     connect(&m_model, &NotesModel::tagsChanged, this, &NoteEditor::restyle);
-    connect(&m_model, &NotesModel::attachmentsChanged, this, [this] { viewport()->update(); });
+    connect(&m_model, &NotesModel::attachmentsChanged, this, [this] {
+        m_pictures.clear();
+        m_highlighter->rehighlight();
+    });
     setEnabled(false);
 }
 
@@ -75,7 +79,34 @@ void NoteEditor::setReading(bool reading) {
     viewport()->update();
 }
 
+QImage NoteEditor::picture(const NoteEmbed& embed) {
+    QString file = embed.file;
+    if (embed.kind == NoteEmbed::Kind::Drawing && Theme::isDark())
+        if (const auto dark = embed.darkFile();
+            dark && QFileInfo::exists(m_model.attachmentsFolder() + "/" + *dark))
+            file = *dark;
+    if (embed.kind == NoteEmbed::Kind::Video)
+        return QImage();
+    const auto found = m_pictures.constFind(file);
+    if (found != m_pictures.cend())
+        return *found;
+    const QImage image(m_model.attachmentsFolder() + "/" + file);
+    m_pictures.insert(file, image);
+    return image;
+}
+
+QSizeF NoteEditor::pictureSize(const NoteEmbed& embed) {
+    if (embed.kind == NoteEmbed::Kind::Video)
+        return QSizeF(320, 48);
+    const QImage image = picture(embed);
+    if (image.isNull())
+        return QSizeF();
+    const qreal scale = std::min({1.0, 480.0 / image.width(), 320.0 / image.height()});
+    return QSizeF(image.width() * scale, image.height() * scale);
+}
+
 void NoteEditor::restyle() {
+    m_pictures.clear();
     m_highlighter->refreshColours();
     viewport()->update();
 }
@@ -383,6 +414,22 @@ void NoteEditor::paintEvent(QPaintEvent* event) {
                                  QPointF(viewport()->width() - document()->documentMargin(), y));
             }
         }
+        if (style->embed) {
+            const QRectF r = rangeRect(block, 0, 1).adjusted(0, 2, 0, -2);
+            const QImage image = picture(*style->embed);
+            if (!image.isNull()) {
+                painter.drawImage(r, image);
+            } else {
+                painter.setPen(QPen(Theme::cardBorder(), 1, Qt::DashLine));
+                painter.setBrush(Theme::cardSurface());
+                painter.drawRoundedRect(r, Theme::radius, Theme::radius);
+                painter.setPen(secondary);
+                const QString label = style->embed->kind == NoteEmbed::Kind::Video
+                                          ? QStringLiteral("▶  ") + style->embed->name
+                                          : QStringLiteral("Missing picture: %1").arg(style->embed->file);
+                painter.drawText(r, Qt::AlignCenter, label);
+            }
+        }
         for (const TagPill& pill : style->pills) {
             const QRectF r = rangeRect(block, pill.start, 1).adjusted(0, 1, 0, -1);
             const QColor hue = pill.tag.missing ? Theme::danger() : Theme::paletteColor(pill.tag.color);
@@ -392,9 +439,7 @@ void NoteEditor::paintEvent(QPaintEvent* event) {
             painter.setBrush(fill);
             painter.drawRoundedRect(r, r.height() / 2, r.height() / 2);
             painter.setPen(Theme::isDark() ? hue.lighter(125) : hue.darker(140));
-            QFont font = painter.font();
-            font.setWeight(QFont::DemiBold);
-            painter.setFont(font);
+            painter.setFont(MarkdownHighlighter::pillFont(document()->defaultFont()));
             painter.drawText(r, Qt::AlignCenter, pill.text);
             painter.setFont(this->font());
         }

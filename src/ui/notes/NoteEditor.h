@@ -5,6 +5,8 @@
 #include "kit/notes/TagQuery.h"
 #include "ui/notes/MarkdownHighlighter.h"
 
+#include <QHash>
+#include <QImage>
 #include <QPlainTextEdit>
 #include <optional>
 
@@ -71,7 +73,12 @@ private:
     void insertEmbeds(const QList<NoteEmbed>& embeds);
     QRectF rangeRect(const QTextBlock& block, int start, int length) const;
 
+    // The picture of an embed as the appearance wants it (a drawing's dark picture in dark mode), cached.
+    QImage picture(const NoteEmbed& embed);
+    QSizeF pictureSize(const NoteEmbed& embed);
+
     NotesModel& m_model;
+    QHash<QString, QImage> m_pictures;
     MarkdownHighlighter* m_highlighter;
     NotePicker* m_picker;
     std::optional<QString> m_note;

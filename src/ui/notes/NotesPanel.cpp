@@ -73,7 +73,6 @@ NotesPanel::NotesPanel(NotesModel& model, QWidget* parent)
     listLayout->addWidget(m_pinnedTitle);
     m_pinned->setObjectName(QStringLiteral("pinnedNotes"));
     m_pinned->setFrameShape(QFrame::NoFrame);
-    m_pinned->setMaximumHeight(96);
     listLayout->addWidget(m_pinned);
     listLayout->addWidget(m_tree, 1);
     auto* adds = new QHBoxLayout;
@@ -186,10 +185,15 @@ NotesPanel::NotesPanel(NotesModel& model, QWidget* parent)
     syncListHidden();
 }
 
-void NotesPanel::syncTabs() {
+void NotesPanel::showEvent(QShowEvent* event) {
+    QWidget::showEvent(event);
+    syncTabs(true);
+}
+
+void NotesPanel::syncTabs(bool rebuild) {
     const NoteBook& book = m_model.book();
     m_syncingTabs = true;
-    bool same = m_tabs->count() == book.tabs.size();
+    bool same = !rebuild && m_tabs->count() == book.tabs.size();
     for (int i = 0; same && i < book.tabs.size(); ++i)
         same = m_tabs->tabData(i).toString() == book.tabs[i];
     if (!same) {
@@ -238,6 +242,9 @@ void NotesPanel::syncPinned() {
             entry->setData(Qt::UserRole, item.id);
         }
     }
+    // As tall as its rows, up to four.
+    const int rowHeight = std::max(m_pinned->sizeHintForRow(0), fontMetrics().height() + Theme::space(1));
+    m_pinned->setFixedHeight(std::min<int>(4, pinned.size()) * rowHeight + Theme::space(1));
     m_pinned->setVisible(!pinned.isEmpty());
     m_pinnedTitle->setVisible(!pinned.isEmpty());
 }

@@ -35,12 +35,16 @@ public:
     // Opens the export of an item (the active note when empty).
     void exportItem(const QString& id = QString());
 
+protected:
+    void showEvent(QShowEvent* event) override;
+
 signals:
     // The panel asks to be shut (a tag was followed into the graph).
     void closeRequested();
 
 private:
-    void syncTabs();
+    // `rebuild` lays the tabs out anew (a bar filled while hidden keeps a stale scroll offset).
+    void syncTabs(bool rebuild = false);
     void syncActive();
     void syncPinned();
     void syncListHidden();
