@@ -1,6 +1,6 @@
 #include "app/build/PopplerPdf.h"
 #include "tests/app/build/BuildTestSupport.h"
-#include "tests/kit/links/LocalHttpServer.h"
+#include "tests/support/LocalHttpServer.h"
 
 #include <QBuffer>
 #include <QMimeData>
@@ -10,6 +10,19 @@
 #include <gtest/gtest.h>
 
 using namespace corvantis;
+
+namespace {
+
+// A fixed page of the local server: its status, media type (none when empty) and body.
+void serve(corvantis::test::LocalHttpServer& server, const QString& path, int status, const QByteArray& type,
+           const QByteArray& body) {
+    corvantis::test::HttpResponse page{status, body, {}};
+    if (!type.isEmpty())
+        page.headers.append({"Content-Type", type});
+    server.route(path, page);
+}
+
+} // namespace
 using namespace corvantis::test;
 
 namespace {
@@ -32,10 +45,9 @@ QByteArray pdfSaying(const QString& text, const QString& title) {
 TEST(BuildSources, LinksAndFilesAreReadOnThisMachineAndSentBetweenSourceTags) {
     BuildWorld world;
     LocalHttpServer server;
-    server.serve("/dune",
-                 {200, "text/html",
-                  "<html><head><title>Dune notes</title></head><p>Ann wrote Dune in 1965.</p></html>"});
-    server.serve("/paper.pdf", {200, "application/pdf", pdfSaying("Spice flows on Arrakis", "The Paper")});
+    serve(server, "/dune", 200, "text/html",
+                  "<html><head><title>Dune notes</title></head><p>Ann wrote Dune in 1965.</p></html>");
+    serve(server, "/paper.pdf", 200, "application/pdf", pdfSaying("Spice flows on Arrakis", "The Paper"));
     QTemporaryDir dir;
     QFile notes(dir.filePath("notes.md"));
     ASSERT_TRUE(notes.open(QIODevice::WriteOnly));
@@ -45,8 +57,8 @@ TEST(BuildSources, LinksAndFilesAreReadOnThisMachineAndSentBetweenSourceTags) {
     world.answers({draftJson({}, {}, "Nothing yet.")});
     world.chat().takeFile(QUrl::fromLocalFile(dir.filePath("notes.md")));
     ASSERT_EQ(world.chat().attachments().size(), 1);
-    BuildTurn* turn = world.send("Use these: " + server.url("/dune") + " " + server.url("/paper.pdf") + " " +
-                                 server.url("/gone"));
+    BuildTurn* turn = world.send("Use these: " + server.url("/dune").toString() + " " + server.url("/paper.pdf").toString() + " " +
+                                 server.url("/gone").toString());
     ASSERT_EQ(turn->status, BuildTurnRecord::Status::Done) << turn->error.value_or("").toStdString();
     QStringList titles = stepTitles(*turn).mid(0, 4);
     EXPECT_EQ(titles,
@@ -60,7 +72,7 @@ TEST(BuildSources, LinksAndFilesAreReadOnThisMachineAndSentBetweenSourceTags) {
         << turn->message->sources[1].text.toStdString();
     const QString content = world.lastContent().toString();
     EXPECT_TRUE(content.contains("\n\nWhat they shared:\n\n<source title=\"Dune notes\" from=\"" +
-                                 server.url("/dune") + "\">\nAnn wrote Dune in 1965.\n</source>"));
+                                 server.url("/dune").toString() + "\">\nAnn wrote Dune in 1965.\n</source>"));
     EXPECT_TRUE(content.contains("<source title=\"notes.md\" from=\"" + dir.filePath("notes.md") +
                                  "\">\n# Reading\n\nEmma by Jane Austen.\n</source>"));
     // Sources are saved with the turn and sent again with the next one.

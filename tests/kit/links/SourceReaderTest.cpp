@@ -1,7 +1,7 @@
 #include "kit/links/SourceReader.h"
 
 #include "kit/links/SourceReaderError.h"
-#include "tests/kit/links/LocalHttpServer.h"
+#include "tests/support/LocalHttpServer.h"
 #include "tests/support/AwaitTask.h"
 #include "tests/support/QtPrinters.h"
 
@@ -12,6 +12,19 @@
 #include <gtest/gtest.h>
 
 using namespace corvantis;
+
+namespace {
+
+// A fixed page of the local server: its status, media type (none when empty) and body.
+void serve(corvantis::test::LocalHttpServer& server, const QString& path, int status, const QByteArray& type,
+           const QByteArray& body) {
+    corvantis::test::HttpResponse page{status, body, {}};
+    if (!type.isEmpty())
+        page.headers.append({"Content-Type", type});
+    server.route(path, page);
+}
+
+} // namespace
 using corvantis::test::await;
 using corvantis::test::LocalHttpServer;
 
@@ -39,50 +52,49 @@ struct Reader {
 
 TEST(SourceReading, PagesAreFetchedAsADesktopBrowserAndSortedByType) {
     LocalHttpServer server;
-    server.serve("/page",
-                 {200, "text/html; charset=utf-8",
-                  "<html><head><title>Dune</title></head><body><p>Arrakis is a desert.</p></body></html>"});
-    server.serve("/notes.txt", {200, "text/plain", "  one\r\n\r\n\r\n two  "});
-    server.serve("/data", {200, "", "plain words"});
-    server.serve("/pic", {200, "image/png", "\x89PNG"});
-    server.serve("/zip", {200, "application/zip", "PK"});
-    server.serve("/forbidden", {403, "text/html", "no"});
-    server.serve("/empty", {200, "text/html", "<html><script>app()</script></html>"});
-    server.serve("/big", {200, "text/html", QByteArray(12'000'001, 'a')});
+    serve(server, "/page", 200, "text/html; charset=utf-8",
+                  "<html><head><title>Dune</title></head><body><p>Arrakis is a desert.</p></body></html>");
+    serve(server, "/notes.txt", 200, "text/plain", "  one\r\n\r\n\r\n two  ");
+    serve(server, "/data", 200, "", "plain words");
+    serve(server, "/pic", 200, "image/png", "\x89PNG");
+    serve(server, "/zip", 200, "application/zip", "PK");
+    serve(server, "/forbidden", 403, "text/html", "no");
+    serve(server, "/empty", 200, "text/html", "<html><script>app()</script></html>");
+    serve(server, "/big", 200, "text/html", QByteArray(12'000'001, 'a'));
 
     Reader reader;
-    const BuildSource page = reader.read(server.url("/page"));
+    const BuildSource page = reader.read(server.url("/page").toString());
     EXPECT_EQ(page.title, "Dune");
     EXPECT_EQ(page.text, "Arrakis is a desert.");
-    EXPECT_EQ(page.location, server.url("/page"));
+    EXPECT_EQ(page.location, server.url("/page").toString());
     EXPECT_EQ(page.words(), 4);
     EXPECT_FALSE(page.truncated);
-    ASSERT_EQ(server.requests.size(), 1);
-    EXPECT_EQ(server.requests[0].value("user-agent"),
+    ASSERT_EQ(server.requests().size(), 1);
+    EXPECT_EQ(server.requests()[0].headers.value("user-agent"),
               "Mozilla/5.0 (Macintosh; Intel Mac OS X 10_15_7) AppleWebKit/605.1.15 (KHTML, like Gecko) "
               "Version/26.0 Safari/605.1.15");
-    EXPECT_EQ(server.requests[0].value("accept"),
+    EXPECT_EQ(server.requests()[0].headers.value("accept"),
               "text/html,application/xhtml+xml,application/pdf,text/plain;q=0.9,*/*;q=0.5");
     EXPECT_EQ(SourceReader::request(QUrl("https://x.org")).transferTimeout(), 30000);
 
-    const BuildSource notes = reader.read(server.url("/notes.txt"));
+    const BuildSource notes = reader.read(server.url("/notes.txt").toString());
     EXPECT_EQ(notes.text, "one\n\ntwo");
     EXPECT_EQ(notes.title, "127.0.0.1"); // the site stands in for a missing title
-    EXPECT_EQ(reader.read(server.url("/data")).text, "plain words");
+    EXPECT_EQ(reader.read(server.url("/data").toString()).text, "plain words");
 
     using Kind = SourceReaderError::Kind;
-    EXPECT_EQ(reader.failure(server.url("/missing")),
+    EXPECT_EQ(reader.failure(server.url("/missing").toString()),
               std::make_pair(Kind::Status, QString("The page answered 404: not found.")));
-    EXPECT_EQ(reader.failure(server.url("/forbidden")).second,
+    EXPECT_EQ(reader.failure(server.url("/forbidden").toString()).second,
               "The page answered 403: it doesn't let apps read it.");
-    EXPECT_EQ(reader.failure(server.url("/pic")).second,
+    EXPECT_EQ(reader.failure(server.url("/pic").toString()).second,
               "Corvantis can't read pictures from a link; drop the picture in instead yet.");
-    EXPECT_EQ(reader.failure(server.url("/zip")).first, Kind::Unsupported);
-    EXPECT_EQ(reader.failure(server.url("/empty")),
+    EXPECT_EQ(reader.failure(server.url("/zip").toString()).first, Kind::Unsupported);
+    EXPECT_EQ(reader.failure(server.url("/empty").toString()),
               std::make_pair(Kind::Empty,
                              QString("There's no readable text in it. If the page needs a browser, copy "
                                      "its text and paste that instead.")));
-    EXPECT_EQ(reader.failure(server.url("/big")).second,
+    EXPECT_EQ(reader.failure(server.url("/big").toString()).second,
               "Corvantis can't read anything this large (over 12 MB) yet.");
 }
 
