@@ -1,6 +1,8 @@
 #include "ui/notes/TagCard.h"
 
+#include "app/links/LinkPreviews.h"
 #include "ui/design/Theme.h"
+#include "ui/links/LinkPreviewCard.h"
 
 #include <QGridLayout>
 #include <QLabel>
@@ -70,6 +72,11 @@ TagCard::TagCard(QWidget* parent)
 void TagCard::setTag(const NoteTag& tag) {
     m_tag = tag;
     m_showAll = false;
+    rebuild();
+}
+
+void TagCard::setLinkPreviews(LinkPreviews* previews) {
+    m_previews = previews;
     rebuild();
 }
 
@@ -146,6 +153,15 @@ void TagCard::rebuild() {
             ++row;
         }
         m_rows->addLayout(grid);
+    }
+    if (m_previews) {
+        LinkPreviewService* service = m_previews->service();
+        for (const QString& link : tag.links) {
+            auto* card = new LinkPreviewCard(service, QUrl(link), this);
+            // A card that learns its title grows; the popup follows.
+            connect(card, &LinkPreviewCard::loaded, this, &QWidget::adjustSize);
+            m_rows->addWidget(card);
+        }
     }
     adjustSize();
 }
