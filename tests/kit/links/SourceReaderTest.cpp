@@ -1,7 +1,7 @@
 #include "kit/links/SourceReader.h"
 
 #include "kit/links/SourceReaderError.h"
-#include "tests/kit/links/LocalHttpServer.h"
+#include "tests/kit/links/PageServer.h"
 #include "tests/support/AwaitTask.h"
 #include "tests/support/QtPrinters.h"
 
@@ -13,7 +13,7 @@
 
 using namespace corvantis;
 using corvantis::test::await;
-using corvantis::test::LocalHttpServer;
+using corvantis::test::PageServer;
 
 namespace {
 
@@ -38,7 +38,7 @@ struct Reader {
 } // namespace
 
 TEST(SourceReading, PagesAreFetchedAsADesktopBrowserAndSortedByType) {
-    LocalHttpServer server;
+    PageServer server;
     server.serve("/page",
                  {200, "text/html; charset=utf-8",
                   "<html><head><title>Dune</title></head><body><p>Arrakis is a desert.</p></body></html>"});

@@ -1,7 +1,8 @@
 #pragma once
 
 // A small HTTP/1.0 server on 127.0.0.1 for the reader's tests: each path answers with a status, a media
-// type and a body; the request headers of every request are kept.
+// type and a body; the request headers of every request are kept. Named apart from tests/support's
+// LocalHttpServer, which the same test program links.
 #include <QHash>
 #include <QHostAddress>
 #include <QTcpServer>
@@ -9,7 +10,7 @@
 
 namespace corvantis::test {
 
-class LocalHttpServer : public QObject {
+class PageServer : public QObject {
 public:
     struct Page {
         int status = 200;
@@ -17,7 +18,7 @@ public:
         QByteArray body;
     };
 
-    LocalHttpServer() {
+    PageServer() {
         m_server.listen(QHostAddress::LocalHost, 0);
         QObject::connect(&m_server, &QTcpServer::newConnection, this, [this] {
             while (QTcpSocket* socket = m_server.nextPendingConnection()) {
