@@ -33,12 +33,10 @@ QLabel* label(const QString& text, QWidget* parent, bool secondary = false, bool
 
 void clear(QLayout* layout) {
     while (QLayoutItem* item = layout->takeAt(0)) {
-        if (item->widget())
-            delete item->widget();
-        if (item->layout()) {
-            clear(item->layout());
-            delete item->layout();
-        }
+        delete item->widget();
+        if (QLayout* inner = item->layout())
+            clear(inner);
+        // A nested layout is its own item: deleted once, here.
         delete item;
     }
 }

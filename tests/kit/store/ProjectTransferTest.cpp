@@ -141,15 +141,24 @@ TEST(ProjectTransfer, NotesTravelRepairedAndDamagedNotesStayHome) {
     writeFileAtomically(lib.library.attachmentsFolder(project.id) + "/plot.png", "plot");
     writeFileAtomically(lib.library.attachmentsFolder(project.id) + "/old.png", "old");
 
-    const ProjectExport exported = ProjectExport::decode(lib.library.exportData(project, nullptr));
-    ASSERT_TRUE(exported.notes.has_value());
-    ASSERT_EQ(exported.notes->items.size(), 1);
-    EXPECT_FALSE(exported.notes->items[0].parent.has_value());
-    EXPECT_TRUE(exported.notes->tabs.isEmpty());
+    // The file itself holds the repaired book (decoding would repair it again).
+    const QByteArray data = lib.library.exportData(project, nullptr);
+    const QJsonObject written = json::decodeObject(data).value("notes").toObject();
+    ASSERT_EQ(written.value("items").toArray().size(), 1);
+    EXPECT_FALSE(written.value("items").toArray()[0].toObject().contains("parent"));
+    EXPECT_TRUE(written.value("tabs").toArray().isEmpty());
+    const ProjectExport exported = ProjectExport::decode(data);
     EXPECT_EQ(exported.attachments, (QMap<QString, QByteArray>{{"plot.png", "plot"}}));
+    // A book read from an export is repaired as well.
+    QJsonObject handEdited = json::decodeObject(data);
+    handEdited.insert("notes", edited.toJson());
+    const ProjectExport decoded = ProjectExport::decode(json::encode(handEdited));
+    ASSERT_TRUE(decoded.notes.has_value());
+    EXPECT_FALSE(decoded.notes->items.value(0).parent.has_value());
+    EXPECT_TRUE(decoded.notes->tabs.isEmpty());
 
     // Notes in an export that are no note book: not an export of ours, and no folder is left.
-    QJsonObject file = json::decodeObject(exported.encode());
+    QJsonObject file = json::decodeObject(data);
     file.insert("notes", QJsonObject{{"items", "many"}});
     const int before = lib.folders().size();
     EXPECT_THROW(lib.library.importProject(json::encode(file)), GraphStoreError);
