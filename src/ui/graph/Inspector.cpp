@@ -99,7 +99,8 @@ void Inspector::showLink(const QUuid& property, const GraphValue& value) {
 void Inspector::rebuild() {
     m_editors.clear();
     m_linkRows.clear();
-    while (QLayoutItem* item = m_formLayout->takeAt(0)) {
+    while (m_formLayout->count() > 0) {
+        QLayoutItem* item = m_formLayout->takeAt(0);
         delete item->widget();
         delete item;
     }
@@ -156,6 +157,7 @@ void Inspector::rebuild() {
                 auto* row = new QWidget(m_form);
                 auto* rowLayout = new QVBoxLayout(row);
                 rowLayout->setContentsMargins(0, 0, 0, Theme::space(1));
+                rowLayout->setAlignment(Qt::AlignTop);
                 m_formLayout->addRow(row);
                 m_formLayout->setRowVisible(row, false);
                 m_linkRows.insert(property.id, row);

@@ -5,8 +5,10 @@
 #include "ui/links/LinkPreviewCard.h"
 
 #include <QGridLayout>
+#include <QGuiApplication>
 #include <QLabel>
 #include <QPushButton>
+#include <QScreen>
 #include <QVBoxLayout>
 
 namespace corvantis {
@@ -71,6 +73,27 @@ void TagCard::setTag(const NoteTag& tag) {
     m_tag = tag;
     m_showAll = false;
     rebuild();
+}
+
+void TagCard::popUp(const QPoint& at) {
+    m_anchor = at;
+    adjustSize();
+    place();
+    show();
+}
+
+void TagCard::place() {
+    const QScreen* screen = QGuiApplication::screenAt(m_anchor);
+    if (!screen)
+        screen = QGuiApplication::primaryScreen();
+    const QRect room = screen ? screen->availableGeometry() : QRect(m_anchor, size());
+    QPoint position = m_anchor + QPoint(0, Theme::space(3));
+    if (position.y() + height() > room.bottom())
+        position.setY(m_anchor.y() - Theme::space(3) - height());
+    position.setX(std::min(position.x(), room.right() - width()));
+    position.setX(std::max(position.x(), room.left()));
+    position.setY(std::max(position.y(), room.top()));
+    move(position);
 }
 
 void TagCard::setLinkPreviews(LinkPreviews* previews) {
@@ -157,7 +180,11 @@ void TagCard::rebuild() {
         for (const QString& link : tag.links) {
             auto* card = new LinkPreviewCard(service, QUrl(link), this);
             // A card that learns its title grows; the popup follows.
-            connect(card, &LinkPreviewCard::loaded, this, &QWidget::adjustSize);
+            connect(card, &LinkPreviewCard::loaded, this, [this] {
+                adjustSize();
+                if (isVisible())
+                    place();
+            });
             m_rows->addWidget(card);
         }
     }

@@ -24,6 +24,9 @@ public:
     explicit TagCard(QWidget* parent = nullptr);
 
     void setTag(const NoteTag& tag);
+    // Shows the card just under `at` (global), or above it when the screen has no room below; it keeps
+    // its place on the screen when its previews load and it grows.
+    void popUp(const QPoint& at);
     // Where the link cards get their previews; without one no cards are shown.
     void setLinkPreviews(LinkPreviews* previews);
     const NoteTag& tag() const { return m_tag; }
@@ -39,10 +42,12 @@ signals:
 
 private:
     void rebuild();
+    void place();
 
     NoteTag m_tag;
     QPointer<LinkPreviews> m_previews;
     bool m_showAll = false;
+    QPoint m_anchor;
     QVBoxLayout* m_rows;
     QPushButton* m_open;
 };

@@ -12,9 +12,11 @@
 #include "ui/notes/TagCard.h"
 
 #include <QBuffer>
+#include <QGuiApplication>
 #include <QImage>
 #include <QLabel>
 #include <QLineEdit>
+#include <QScreen>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 
@@ -179,4 +181,16 @@ TEST(PreviewPlaces, TagCardShowsTheTaggedNodesLinks) {
     EXPECT_TRUE(card.findChild<LinkPreviewCard*>()->preview().has_value()); // from the cache at once
     EXPECT_EQ(p.server.requestCount("/entropy"), 1);
     EXPECT_EQ(p.server.requestCount("/summary"), 0);
+
+    // A tag near the foot of the screen: the card, grown by its preview, opens above it, on the screen.
+    const QRect room = QGuiApplication::primaryScreen()->availableGeometry();
+    const QPoint low(room.left() + 20, room.bottom() - 10);
+    card.popUp(low);
+    EXPECT_TRUE(card.isVisible());
+    EXPECT_LT(card.geometry().bottom(), low.y());
+    EXPECT_TRUE(room.contains(card.geometry())) << card.geometry().height();
+    const QPoint high(room.left() + 20, room.top() + 10);
+    card.popUp(high);
+    EXPECT_GT(card.geometry().top(), high.y());
+    card.hide();
 }
