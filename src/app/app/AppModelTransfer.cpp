@@ -4,6 +4,7 @@
 #include "app/canvas/CanvasState.h"
 #include "app/graph/ProjectSession.h"
 #include "app/links/LinkPreviews.h"
+#include "app/notes/NotesModel.h"
 #include "kit/projects/ExampleProject.h"
 #include "kit/store/GraphStoreError.h"
 #include "kit/store/LadybugGraphStore.h"
@@ -51,6 +52,8 @@ ProjectExport AppModel::exportOf(const Project& project) {
     if (m_session && m_session->project().id == project.id) {
         if (m_session->graphUnavailable() && m_session->project().isFinalized())
             throw GraphStoreError(GraphStoreError::Kind::Locked, heldElsewhere(project));
+        // The notes as they stand: their debounced save is written first.
+        m_session->notes().flush();
         ProjectExport exported = m_library.exportProject(m_session->project(), m_session->store().get());
         // The canvas as it stands, which its debounced save may not have written yet.
         if (m_session->project().isFinalized())

@@ -4,6 +4,7 @@
 #include <QPair>
 #include <QRegularExpression>
 #include <QString>
+#include <QStringList>
 #include <optional>
 
 namespace corvantis {
@@ -36,6 +37,8 @@ struct NoteTag {
     std::optional<QString> property;
     std::optional<QString> value;
     QList<QPair<QString, QString>> details; // name, display text
+    // The web links among the values shown (of link properties, as usable URLs), for preview cards.
+    QStringList links;
     bool missing = false;
     // A sentence shown instead of a value ("Can't find …", "… has no …").
     std::optional<QString> problem;

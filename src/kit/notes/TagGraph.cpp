@@ -1,5 +1,6 @@
 #include "kit/notes/TagGraph.h"
 
+#include "kit/links/LinkURL.h"
 #include "kit/notes/NoteCommand.h"
 #include "kit/query/LooseQuery.h"
 
@@ -89,6 +90,12 @@ void TagGraph::readProperty(NoteTag& tag, const QList<PropertyDef>& properties, 
     }
     tag.property = found->name;
     tag.value = values.value(found->column()).displayText();
+    // Reading one property shows that value alone, so only its link is previewed.
+    tag.links.clear();
+    if (found->kind == PropertyKind::Link)
+        if (const auto text = values.value(found->column()).stringValue())
+            if (const auto url = LinkURL::normalize(*text))
+                tag.links << url->toString();
 }
 
 NoteTag TagGraph::noteTag(const QString& id, const std::optional<QString>& property) const {
@@ -105,6 +112,9 @@ NoteTag TagGraph::noteTag(const QString& id, const std::optional<QString>& prope
                 const GraphValue value = node->properties.value(def.column());
                 if (!value.isNull() && !value.displayText().isEmpty())
                     tag.details << qMakePair(def.name, value.displayText());
+                if (const auto text = value.stringValue(); text && def.kind == PropertyKind::Link)
+                    if (const auto url = LinkURL::normalize(*text))
+                        tag.links << url->toString();
             }
         }
         if (property)
@@ -125,6 +135,9 @@ NoteTag TagGraph::noteTag(const QString& id, const std::optional<QString>& prope
                 const GraphValue value = rel->properties.value(def.column());
                 if (!value.isNull() && !value.displayText().isEmpty())
                     tag.details << qMakePair(def.name, value.displayText());
+                if (const auto text = value.stringValue(); text && def.kind == PropertyKind::Link)
+                    if (const auto url = LinkURL::normalize(*text))
+                        tag.links << url->toString();
             }
         }
         if (property)
@@ -159,6 +172,7 @@ NoteTag TagGraph::noteTag(const TagToken& token) const {
     }
     tag.via = via;
     tag.details.clear();
+    tag.links.clear();
     QList<NoteTag> members;
     for (const QString& id : walk(token))
         members << noteTag(id, token.property);

@@ -25,7 +25,7 @@ QByteArray ProjectExport::encode() const {
                        {"relationships", relArray},
                        {"layout", layout.toJson()}};
     if (notes)
-        object.insert("notes", *notes);
+        object.insert("notes", notes->toJson());
     if (attachments && !attachments->isEmpty()) {
         QJsonObject files;
         for (auto it = attachments->cbegin(); it != attachments->cend(); ++it)
@@ -54,7 +54,10 @@ ProjectExport ProjectExport::decode(const QByteArray& data) {
             result.relationships.append(RelRecord::fromJson(value.toObject()));
         }
         result.layout = GraphLayout::fromJson(json::requireObject(object, "layout"));
-        result.notes = json::optionalObject(object, "notes");
+        if (auto notes = json::optionalObject(object, "notes")) {
+            result.notes = NoteBook::fromJson(*notes);
+            result.notes->repair();
+        }
         if (auto files = json::optionalObject(object, "attachments")) {
             QMap<QString, QByteArray> decoded;
             for (auto it = files->constBegin(); it != files->constEnd(); ++it) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "kit/notes/NoteBook.h"
 #include "kit/projects/GraphLayout.h"
 #include "kit/projects/Project.h"
 #include "kit/schema/GraphValue.h"
@@ -22,14 +23,16 @@ struct ProjectExport {
     QList<NodeRecord> nodes;
     QList<RelRecord> relationships;
     GraphLayout layout;
-    // The note book as "notes.json" holds it; absent when the project has no notes file.
-    std::optional<QJsonObject> notes;
-    // Attachment file name to its bytes (base64 text in the file); absent when empty.
+    // The project's note book, repaired; absent when the project has no notes file.
+    std::optional<NoteBook> notes;
+    // Attachment file name to its bytes (base64 text in the file), only the files the notes use; absent
+    // when empty.
     std::optional<QMap<QString, QByteArray>> attachments;
 
     QByteArray encode() const;
     // Fails with GraphStoreError "This file isn't a Corvantis project export." for anything that is not
-    // an export (bad JSON, a missing key, another `format`). The version is not looked at.
+    // an export (bad JSON, a missing key, another `format`, notes that are no note book). The notes come
+    // back repaired. The version is not looked at.
     static ProjectExport decode(const QByteArray& data);
     // The sentence a foreign file gives.
     static QString foreignFileMessage();

@@ -1,5 +1,7 @@
 #include "kit/projects/ProjectLibrary.h"
 
+#include "kit/notes/NoteEmbed.h"
+#include "kit/notes/NoteFiles.h"
 #include "kit/store/GraphStore.h"
 #include "kit/support/AtomicFile.h"
 #include "kit/support/Json.h"
@@ -157,13 +159,14 @@ void ProjectLibrary::saveHistory(const QList<HistoryEntry>& entries, const QUuid
     writeFileAtomically(folder(id) + "/history.json", json::encode(array));
 }
 
-std::optional<QJsonObject> ProjectLibrary::notesFile(const QUuid& id) const {
-    try {
-        return json::decodeObject(readFile(folder(id) + "/notes.json"));
-    } catch (const json::DecodeError&) {
-    } catch (const FileError&) {
-    }
-    return std::nullopt;
+std::optional<NoteBook> ProjectLibrary::notes(const QUuid& id) const {
+    const QString path = NoteFiles::notesPath(*this, id);
+    if (!QFileInfo::exists(path))
+        return std::nullopt;
+    NoteFiles::Loaded loaded = NoteFiles::read(path);
+    if (loaded.damaged)
+        return std::nullopt;
+    return std::move(loaded.book);
 }
 
 QStringList ProjectLibrary::attachmentNames(const QUuid& id) const {
@@ -173,6 +176,19 @@ QStringList ProjectLibrary::attachmentNames(const QUuid& id) const {
         if (!name.startsWith('.'))
             names.append(name);
     return names;
+}
+
+QStringList ProjectLibrary::attachments(const QUuid& id, const NoteBook& book) const {
+    const QStringList files = attachmentNames(id);
+    QStringList bodies;
+    for (const NoteItem& item : book.items)
+        bodies << item.body;
+    const QStringList unused = NoteEmbed::unreferenced(files, bodies);
+    QStringList used;
+    for (const QString& file : files)
+        if (!unused.contains(file))
+            used << file;
+    return used;
 }
 
 ProjectExport ProjectLibrary::exportProject(const Project& project, GraphStore* store) const {
@@ -189,9 +205,9 @@ ProjectExport ProjectLibrary::exportProject(const Project& project, GraphStore* 
         exported.relationships = store->loadRels(relLabels);
     }
     exported.layout = layout(project.id);
-    exported.notes = notesFile(project.id);
+    exported.notes = notes(project.id);
     QMap<QString, QByteArray> files;
-    for (const QString& name : attachmentNames(project.id)) {
+    for (const QString& name : attachments(project.id, exported.notes.value_or(NoteBook()))) {
         try {
             files.insert(name, readFile(attachmentsFolder(project.id) + '/' + name));
         } catch (const FileError&) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "kit/notes/NoteBook.h"
 #include "kit/projects/GraphLayout.h"
 #include "kit/projects/HistoryEntry.h"
 #include "kit/projects/Project.h"
@@ -55,20 +56,25 @@ public:
     QList<HistoryEntry> history(const QUuid& id) const;
     void saveHistory(const QList<HistoryEntry>& entries, const QUuid& id) const;
 
-    // "notes.json" as an object, absent when the file is missing or is no JSON object.
-    std::optional<QJsonObject> notesFile(const QUuid& id) const;
+    // "notes.json" read and repaired as the notes open it; absent when the file is missing or can't be
+    // read as a note book (a damaged file is left as it is).
+    std::optional<NoteBook> notes(const QUuid& id) const;
     // The names of the files in "attachments/", leaving out hidden ones.
     QStringList attachmentNames(const QUuid& id) const;
+    // Of those, the ones some note of the book uses (a drawing with its three files).
+    QStringList attachments(const QUuid& id, const NoteBook& book) const;
 
     // The project as one export file. With a store, every node and relationship of the tables of its
     // `appliedSchema` (none without one); without a store, no records. A store failure fails the export
-    // with GraphStoreError. Attachments that cannot be read are left out.
+    // with GraphStoreError. The notes go repaired, with only the attachments they use; attachments that
+    // cannot be read are left out.
     ProjectExport exportProject(const Project& project, GraphStore* store) const;
     QByteArray exportData(const Project& project, GraphStore* store) const;
     // A new project from an export file: a new id, a free name, created now; its files written and, when
     // the export has an applied shape, its database built with the records keeping their ids. Any
     // failure removes the new folder and fails with GraphStoreError ("This file isn't a Corvantis
-    // project export." for a foreign file). Built with the store (kit/store/ProjectImport.cpp).
+    // project export." for a foreign file). The notes are written where the notes of a project are read.
+    // Built with the store (kit/store/ProjectImport.cpp).
     Project importProject(const QByteArray& data) const;
     Project importProject(const ProjectExport& exported) const;
 

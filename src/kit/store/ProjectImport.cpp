@@ -1,5 +1,6 @@
 // Importing a project builds its database, so it is built with the store rather than with the library's
 // other file operations.
+#include "kit/notes/NoteFiles.h"
 #include "kit/projects/ProjectLibrary.h"
 #include "kit/store/DDLBuilder.h"
 #include "kit/store/GraphStoreError.h"
@@ -59,7 +60,7 @@ Project ProjectLibrary::importProject(const ProjectExport& exported) const {
         save(project);
         saveLayout(exported.layout, project.id);
         if (exported.notes)
-            writeFileAtomically(projectFolder + "/notes.json", json::encode(*exported.notes));
+            NoteFiles::write(*exported.notes, NoteFiles::notesPath(*this, project.id));
         if (exported.attachments && !exported.attachments->isEmpty()) {
             const QString attachments = attachmentsFolder(project.id);
             if (!QDir().mkpath(attachments))

@@ -1,7 +1,10 @@
 #include "ui/graph/Inspector.h"
 
 #include "app/graph/ProjectSession.h"
+#include "app/links/LinkPreviews.h"
+#include "kit/links/LinkURL.h"
 #include "ui/design/Theme.h"
+#include "ui/links/LinkPreviewCard.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -67,8 +70,35 @@ void Inspector::setSession(ProjectSession* session) {
     rebuild();
 }
 
+void Inspector::setLinkPreviews(LinkPreviews* previews) {
+    m_previews = previews;
+    rebuild();
+}
+
+LinkPreviewCard* Inspector::linkCard(const QUuid& property) const {
+    QWidget* row = m_linkRows.value(property);
+    return row ? row->findChild<LinkPreviewCard*>() : nullptr;
+}
+
+void Inspector::showLink(const QUuid& property, const GraphValue& value) {
+    QWidget* row = m_linkRows.value(property);
+    if (!row)
+        return;
+    std::optional<QUrl> url;
+    if (const auto text = value.stringValue())
+        url = LinkURL::normalize(*text);
+    LinkPreviewCard* card = linkCard(property);
+    if (card && url && card->url() == *url)
+        return;
+    delete card;
+    if (url && m_previews)
+        row->layout()->addWidget(new LinkPreviewCard(m_previews->service(), *url, row));
+    m_formLayout->setRowVisible(row, url.has_value());
+}
+
 void Inspector::rebuild() {
     m_editors.clear();
+    m_linkRows.clear();
     while (m_formLayout->rowCount() > 0)
         m_formLayout->removeRow(0);
     m_recordId.clear();
@@ -116,9 +146,21 @@ void Inspector::rebuild() {
     }
     m_recordId = id;
     m_delete->show();
-    if (properties)
-        for (const PropertyDef& property : *properties)
+    if (properties) {
+        for (const PropertyDef& property : *properties) {
             m_formLayout->addRow(property.name, m_editors[property.id] = makeEditor(property));
+            if (property.kind == PropertyKind::Link && m_previews) {
+                // The card spans the form under its field; refreshValues fills it.
+                auto* row = new QWidget(m_form);
+                auto* rowLayout = new QVBoxLayout(row);
+                rowLayout->setContentsMargins(0, 0, 0, Theme::space(1));
+                rowLayout->setAlignment(Qt::AlignTop);
+                m_formLayout->addRow(row);
+                m_formLayout->setRowVisible(row, false);
+                m_linkRows.insert(property.id, row);
+            }
+        }
+    }
     refreshValues();
 }
 
@@ -193,6 +235,7 @@ void Inspector::refreshValues() {
         if (!editor || (typing && typing->isModified()))
             continue;
         const GraphValue value = values->value(property.column());
+        showLink(property.id, value);
         const QString text = value.isNull() ? QString() : value.displayText();
         if (auto* box = qobject_cast<QCheckBox*>(editor)) {
             const bool* flag = value.asBool();

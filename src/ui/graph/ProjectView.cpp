@@ -14,10 +14,12 @@
 #include "ui/design/Theme.h"
 #include "ui/drawing/DrawingOpener.h"
 #include "ui/embedding/EmbeddingStatusView.h"
+#include "ui/graph/Inspector.h"
 #include "ui/graph/RightPanel.h"
 #include "ui/graph/Sidebar.h"
 #include "ui/notes/NoteEditor.h"
 #include "ui/notes/NotesPanel.h"
+#include "ui/notes/TagCard.h"
 #include "ui/shape/ShapePage.h"
 #include "ui/table/GraphTableView.h"
 
@@ -166,6 +168,7 @@ ProjectView::ProjectView(AppModel& app, QWidget* parent)
     m_graphFaces->addWidget(m_canvas);
     m_graphFaces->addWidget(m_table);
     m_table->setLinkPreviews(&app.linkPreviews());
+    m_right->inspector()->setLinkPreviews(&app.linkPreviews());
     m_modes->addWidget(m_shape);
     m_modes->addWidget(m_graphFaces);
     m_columns->addWidget(m_sidebar);
@@ -252,6 +255,7 @@ void ProjectView::bindSession() {
         return;
     }
     auto* notes = new NotesPanel(session->notes(), this);
+    notes->tagCard()->setLinkPreviews(&m_app.linkPreviews());
     setNotesPanel(notes);
     connect(notes, &NotesPanel::closeRequested, notes, &QWidget::hide);
     m_drawings->attach(notes->editor(), &session->notes());

@@ -21,7 +21,7 @@ GalleryView::GalleryView(AppModel& app, QWidget* parent)
     , m_model(new ProjectListModel(app, this))
     , m_list(new QListView(this))
     , m_emptyHint(new QLabel(this))
-    , m_emptyActions(new QWidget(this)) {
+    , m_emptyState(new QWidget(this)) {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(Theme::space(10), Theme::space(8), Theme::space(10), Theme::space(6));
     layout->setSpacing(Theme::space(4));
@@ -34,15 +34,12 @@ GalleryView::GalleryView(AppModel& app, QWidget* parent)
     title->setFont(titleFont);
     header->addWidget(title);
     header->addStretch();
-    auto* newButton = new QPushButton(QStringLiteral("New Project"), this);
-    newButton->setToolTip(QStringLiteral("New Project (Ctrl+Shift+N)"));
-    connect(newButton, &QPushButton::clicked, &m_app, &AppModel::newProject);
-    auto* importButton = new QPushButton(QStringLiteral("Import…"), this);
+    // A new project starts from the grid's first card, or from the empty gallery's own row.
+    auto* importButton = new QPushButton(QStringLiteral("Import Project…"), this);
     importButton->setObjectName(QStringLiteral("importButton"));
     importButton->setToolTip(QStringLiteral("Import a project from its export file"));
     connect(importButton, &QPushButton::clicked, this, &GalleryView::importRequested);
     header->addWidget(importButton);
-    header->addWidget(newButton);
     layout->addLayout(header);
 
     auto* subtitle = new QLabel(
@@ -71,19 +68,26 @@ GalleryView::GalleryView(AppModel& app, QWidget* parent)
                                         "the kinds of things you keep and how they connect. Or look around "
                                         "the example first."));
     m_emptyHint->setWordWrap(true);
-    layout->addWidget(m_emptyHint);
-    // The two ways to start.
-    auto* start = new QHBoxLayout(m_emptyActions);
-    start->setContentsMargins(0, 0, 0, 0);
-    auto* startNew = new QPushButton(QStringLiteral("New Project"), m_emptyActions);
+    // The empty gallery in place of the grid: the sentence and the two ways to start.
+    auto* empty = new QVBoxLayout(m_emptyState);
+    empty->setContentsMargins(0, 0, 0, 0);
+    empty->setSpacing(Theme::space(4));
+    m_emptyHint->setParent(m_emptyState);
+    empty->addWidget(m_emptyHint);
+    auto* start = new QHBoxLayout;
+    auto* startNew = new QPushButton(QStringLiteral("New Project"), m_emptyState);
+    startNew->setObjectName(QStringLiteral("newProjectButton"));
+    startNew->setToolTip(QStringLiteral("New Project (Ctrl+Shift+N)"));
     connect(startNew, &QPushButton::clicked, &m_app, &AppModel::newProject);
-    auto* startExample = new QPushButton(QStringLiteral("Open the Example “Ideas”"), m_emptyActions);
+    auto* startExample = new QPushButton(QStringLiteral("Open the Example “Ideas”"), m_emptyState);
     startExample->setObjectName(QStringLiteral("exampleButton"));
     connect(startExample, &QPushButton::clicked, &m_app, &AppModel::createExample);
     start->addWidget(startNew);
     start->addWidget(startExample);
     start->addStretch();
-    layout->addWidget(m_emptyActions);
+    empty->addLayout(start);
+    empty->addStretch();
+    layout->addWidget(m_emptyState, 1);
     layout->addWidget(m_list, 1);
 
     connect(m_list, &QListView::activated, this, &GalleryView::activate);
@@ -157,8 +161,10 @@ void GalleryView::showContextMenu(const QPoint& position) {
 }
 
 void GalleryView::syncEmptyState() {
-    m_emptyHint->setVisible(m_app.projects().isEmpty());
-    m_emptyActions->setVisible(m_app.projects().isEmpty());
+    // Without projects the grid would hold only its "New Project" card, which the empty state offers.
+    const bool empty = m_app.projects().isEmpty();
+    m_emptyState->setVisible(empty);
+    m_list->setVisible(!empty);
 }
 
 } // namespace corvantis

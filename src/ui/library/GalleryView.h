@@ -13,7 +13,8 @@ class ProjectListModel;
 struct Project;
 
 // The gallery of projects: a "New Project" card first, then one card per project. Enter or a double
-// click opens, F2 renames in place, Delete asks to delete.
+// click opens, F2 renames in place, Delete asks to delete. Without projects, a sentence and the two ways
+// to start (a new project, the example) stand in place of the grid.
 class GalleryView : public QWidget {
     Q_OBJECT
 public:
@@ -43,7 +44,7 @@ private:
     ProjectListModel* m_model;
     QListView* m_list;
     QLabel* m_emptyHint;
-    QWidget* m_emptyActions;
+    QWidget* m_emptyState;
 };
 
 } // namespace corvantis

@@ -275,9 +275,7 @@ void NotesPanel::confirmDelete() {
 
 void NotesPanel::showCard(const TagPill& pill, const QPoint& at) {
     m_card->setTag(pill.tag);
-    m_card->adjustSize();
-    m_card->move(at + QPoint(0, Theme::space(3)));
-    m_card->show();
+    m_card->popUp(at);
 }
 
 void NotesPanel::exportItem(const QString& id) {

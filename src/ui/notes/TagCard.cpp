@@ -1,10 +1,14 @@
 #include "ui/notes/TagCard.h"
 
+#include "app/links/LinkPreviews.h"
 #include "ui/design/Theme.h"
+#include "ui/links/LinkPreviewCard.h"
 
 #include <QGridLayout>
+#include <QGuiApplication>
 #include <QLabel>
 #include <QPushButton>
+#include <QScreen>
 #include <QVBoxLayout>
 
 namespace corvantis {
@@ -31,12 +35,10 @@ QLabel* label(const QString& text, QWidget* parent, bool secondary = false, bool
 
 void clear(QLayout* layout) {
     while (QLayoutItem* item = layout->takeAt(0)) {
-        if (item->widget())
-            delete item->widget();
-        if (item->layout()) {
-            clear(item->layout());
-            delete item->layout();
-        }
+        delete item->widget();
+        if (QLayout* inner = item->layout())
+            clear(inner);
+        // A nested layout is its own item: deleted once, here.
         delete item;
     }
 }
@@ -70,6 +72,32 @@ TagCard::TagCard(QWidget* parent)
 void TagCard::setTag(const NoteTag& tag) {
     m_tag = tag;
     m_showAll = false;
+    rebuild();
+}
+
+void TagCard::popUp(const QPoint& at) {
+    m_anchor = at;
+    adjustSize();
+    place();
+    show();
+}
+
+void TagCard::place() {
+    const QScreen* screen = QGuiApplication::screenAt(m_anchor);
+    if (!screen)
+        screen = QGuiApplication::primaryScreen();
+    const QRect room = screen ? screen->availableGeometry() : QRect(m_anchor, size());
+    QPoint position = m_anchor + QPoint(0, Theme::space(3));
+    if (position.y() + height() > room.bottom())
+        position.setY(m_anchor.y() - Theme::space(3) - height());
+    position.setX(std::min(position.x(), room.right() - width()));
+    position.setX(std::max(position.x(), room.left()));
+    position.setY(std::max(position.y(), room.top()));
+    move(position);
+}
+
+void TagCard::setLinkPreviews(LinkPreviews* previews) {
+    m_previews = previews;
     rebuild();
 }
 
@@ -146,6 +174,19 @@ void TagCard::rebuild() {
             ++row;
         }
         m_rows->addLayout(grid);
+    }
+    if (m_previews) {
+        LinkPreviewService* service = m_previews->service();
+        for (const QString& link : tag.links) {
+            auto* card = new LinkPreviewCard(service, QUrl(link), this);
+            // A card that learns its title grows; the popup follows.
+            connect(card, &LinkPreviewCard::loaded, this, [this] {
+                adjustSize();
+                if (isVisible())
+                    place();
+            });
+            m_rows->addWidget(card);
+        }
     }
     adjustSize();
 }

@@ -3,6 +3,8 @@
 #include "app/app/AppModel.h"
 #include "app/canvas/CanvasState.h"
 #include "app/graph/ProjectSession.h"
+#include "app/notes/NotesModel.h"
+#include "kit/notes/NoteTag.h"
 #include "kit/projects/ExampleProject.h"
 #include "kit/store/LadybugGraphStore.h"
 #include "kit/support/AtomicFile.h"
@@ -110,6 +112,41 @@ TEST(AppTravel, ExportOfOpenClosedAndHeldProjects) {
     f.app->importProject(foreign);
     EXPECT_EQ(f.notice(), "This file isn't a Corvantis project export.");
     EXPECT_EQ(QDir(f.app->library().root()).entryList(QDir::Dirs | QDir::NoDotAndDotDot).size(), folders);
+}
+
+TEST(AppTravel, NotesTravelWithTheProjectAndOpenInTheImportedCopy) {
+    Fixture f;
+    f.app->createExample();
+    ASSERT_NE(f.app->session(), nullptr);
+    NotesModel& notes = f.app->session()->notes();
+    const QString tagged = f.app->session()->nodes().keys().value(0);
+    ASSERT_FALSE(tagged.isEmpty());
+    const QString picture = f.dir.filePath("chart.png");
+    writeFileAtomically(picture, QByteArray("\x89PNG\r\n", 6));
+    const QString id = notes.newNote(std::nullopt, "Questions");
+    notes.setBody(id, "What does @" + tagged + " explain?\n");
+    const QList<NoteEmbed> embeds = notes.addFiles({picture});
+    ASSERT_EQ(embeds.size(), 1);
+    notes.insertEmbed(embeds[0], id);
+    // Exported before the notes' debounced save: the export writes them first.
+    ASSERT_TRUE(notes.isSavePending());
+    const NoteBook book = notes.book();
+
+    const QString path = f.dir.filePath("ideas.corvantis.json");
+    f.app->exportProject(f.app->session()->project(), path);
+    EXPECT_EQ(f.notice(), "");
+    f.app->importProject(path);
+    ASSERT_NE(f.app->session(), nullptr) << f.notice().toStdString();
+    EXPECT_EQ(f.app->session()->project().name, "Ideas 2");
+
+    // The copy's notes panel opens the same notes, its tag finds the node and the picture is there.
+    const NotesModel& copied = f.app->session()->notes();
+    ASSERT_NE(copied.book().item(id), nullptr);
+    EXPECT_EQ(copied.book().items, book.items);
+    const NoteTag tag = copied.noteTag(NoteTag::find(copied.book().item(id)->body).value(0).token);
+    EXPECT_FALSE(tag.missing);
+    EXPECT_EQ(tag.id, tagged);
+    EXPECT_EQ(readFile(copied.attachmentsFolder() + '/' + embeds[0].file), QByteArray("\x89PNG\r\n", 6));
 }
 
 TEST(AppTravel, ImportLinkFetchesOnlyUsableLinks) {

@@ -1,4 +1,7 @@
 // A project's travel as one file: export through a store, import into a new folder, and the example.
+#include "kit/notes/NoteEmbed.h"
+#include "kit/notes/NoteFiles.h"
+#include "kit/notes/NoteTag.h"
 #include "kit/projects/ExampleProject.h"
 #include "kit/projects/ProjectLibrary.h"
 #include "kit/store/GraphStoreError.h"
@@ -52,12 +55,26 @@ TEST(ProjectTransfer, ExportThenImportKeepsIdsRecordsLayoutNotesAndAttachments) 
     Library source;
     const ProjectExport example = ExampleProject::make();
     const Project original = source.library.importProject(example);
-    // Notes and their files, as the notes of a project leave them in its folder.
-    const QJsonObject notes{{"items", QJsonArray{QJsonObject{{"title", "Reading"}, {"body", "![](a.png)"}}}}};
-    writeFileAtomically(source.library.folder(original.id) + "/notes.json", json::encode(notes));
-    writeFileAtomically(source.library.attachmentsFolder(original.id) + "/a.png",
-                        QByteArray("\x89PNG\0\1", 6));
-    writeFileAtomically(source.library.attachmentsFolder(original.id) + "/.DS_Store", "hidden");
+    // Notes as the notes panel leaves them: a note tagging a node, a picture and a drawing, in a folder.
+    const QString tagged = example.nodes[2].id;
+    NoteBook book;
+    const NoteItem folder = NoteItem::folder("Reading");
+    NoteItem note = NoteItem::note("Free energy", folder.id);
+    note.body = "See @" + tagged + ":summary for the gist.\n\n![Figure](attachments/a.png)\n\n" +
+                NoteEmbed::drawing("D1").markdown() + "\n";
+    book.items = {folder, note};
+    book.open(note.id);
+    NoteFiles::write(book, NoteFiles::notesPath(source.library, original.id));
+    const QString attachments = source.library.attachmentsFolder(original.id);
+    const QMap<QString, QByteArray> used{{"a.png", QByteArray("\x89PNG\0\1", 6)},
+                                         {"D1.drawing.png", "light"},
+                                         {"D1.drawing-dark.png", "dark"},
+                                         {"D1.drawing.json", "{\"strokes\": []}"}};
+    for (auto it = used.cbegin(); it != used.cend(); ++it)
+        writeFileAtomically(attachments + '/' + it.key(), it.value());
+    // A file no note uses any more, and a hidden one: neither travels.
+    writeFileAtomically(attachments + "/stray.png", "unused");
+    writeFileAtomically(attachments + "/.DS_Store", "hidden");
 
     const QByteArray data = source.exportOf(original);
     const QJsonObject file = json::decodeObject(data);
@@ -65,9 +82,10 @@ TEST(ProjectTransfer, ExportThenImportKeepsIdsRecordsLayoutNotesAndAttachments) 
     EXPECT_EQ(file.value("version").toInt(), 1);
     for (const char* key : {"project", "nodes", "relationships", "layout", "notes", "attachments"})
         EXPECT_TRUE(file.contains(key)) << key;
-    EXPECT_EQ(file.value("attachments").toObject().keys(), QStringList{"a.png"});
+    EXPECT_EQ(file.value("attachments").toObject().keys(), QStringList(used.keys()));
     EXPECT_EQ(file.value("attachments").toObject().value("a.png").toString(),
               QString::fromLatin1(QByteArray("\x89PNG\0\1", 6).toBase64()));
+    EXPECT_EQ(file.value("notes").toObject(), book.toJson());
 
     Library target;
     const Project imported = target.library.importProject(data);
@@ -90,10 +108,16 @@ TEST(ProjectTransfer, ExportThenImportKeepsIdsRecordsLayoutNotesAndAttachments) 
         importedIds << node.id;
     EXPECT_EQ(importedIds, exampleIds);
     EXPECT_EQ(target.library.layout(imported.id), source.library.layout(original.id));
-    EXPECT_EQ(target.library.notesFile(imported.id), notes);
-    EXPECT_EQ(readFile(target.library.attachmentsFolder(imported.id) + "/a.png"),
-              QByteArray("\x89PNG\0\1", 6));
-    EXPECT_EQ(target.library.attachmentNames(imported.id), QStringList{"a.png"});
+    // The notes are where the notes panel reads them, whole, with their files.
+    const NoteFiles::Loaded notes = NoteFiles::read(NoteFiles::notesPath(target.library, imported.id));
+    EXPECT_FALSE(notes.damaged);
+    EXPECT_EQ(notes.book, book);
+    EXPECT_EQ(NoteTag::find(notes.book.item(note.id)->body).value(0).token.id, tagged);
+    for (auto it = used.cbegin(); it != used.cend(); ++it)
+        EXPECT_EQ(readFile(target.library.attachmentsFolder(imported.id) + '/' + it.key()), it.value())
+            << it.key().toStdString();
+    EXPECT_EQ(target.library.attachmentNames(imported.id), QStringList(used.keys()));
+    EXPECT_EQ(target.library.attachments(imported.id, notes.book), QStringList(used.keys()));
 
     // A second import of the same file: a second project with the same ids in its own database.
     const Project second = target.library.importProject(data);
@@ -101,6 +125,51 @@ TEST(ProjectTransfer, ExportThenImportKeepsIdsRecordsLayoutNotesAndAttachments) 
     EXPECT_NE(second.id, imported.id);
     EXPECT_EQ(target.records(second).nodes, after.nodes);
     EXPECT_EQ(target.folders().size(), 2);
+}
+
+TEST(ProjectTransfer, NotesTravelRepairedAndDamagedNotesStayHome) {
+    Library lib;
+    const Project project = lib.library.create("Notebook");
+    const QString notesPath = NoteFiles::notesPath(lib.library, project.id);
+    // A hand-edited book: a note whose folder is gone and a tab naming no note.
+    NoteItem orphan = NoteItem::note("Orphan", json::uuidText(QUuid::createUuid()));
+    orphan.body = "![Plot](attachments/plot.png)";
+    NoteBook edited;
+    edited.items = {orphan};
+    edited.tabs = {json::uuidText(QUuid::createUuid())};
+    NoteFiles::write(edited, notesPath);
+    writeFileAtomically(lib.library.attachmentsFolder(project.id) + "/plot.png", "plot");
+    writeFileAtomically(lib.library.attachmentsFolder(project.id) + "/old.png", "old");
+
+    // The file itself holds the repaired book (decoding would repair it again).
+    const QByteArray data = lib.library.exportData(project, nullptr);
+    const QJsonObject written = json::decodeObject(data).value("notes").toObject();
+    ASSERT_EQ(written.value("items").toArray().size(), 1);
+    EXPECT_FALSE(written.value("items").toArray()[0].toObject().contains("parent"));
+    EXPECT_TRUE(written.value("tabs").toArray().isEmpty());
+    const ProjectExport exported = ProjectExport::decode(data);
+    EXPECT_EQ(exported.attachments, (QMap<QString, QByteArray>{{"plot.png", "plot"}}));
+    // A book read from an export is repaired as well.
+    QJsonObject handEdited = json::decodeObject(data);
+    handEdited.insert("notes", edited.toJson());
+    const ProjectExport decoded = ProjectExport::decode(json::encode(handEdited));
+    ASSERT_TRUE(decoded.notes.has_value());
+    EXPECT_FALSE(decoded.notes->items.value(0).parent.has_value());
+    EXPECT_TRUE(decoded.notes->tabs.isEmpty());
+
+    // Notes in an export that are no note book: not an export of ours, and no folder is left.
+    QJsonObject file = json::decodeObject(data);
+    file.insert("notes", QJsonObject{{"items", "many"}});
+    const int before = lib.folders().size();
+    EXPECT_THROW(lib.library.importProject(json::encode(file)), GraphStoreError);
+    EXPECT_EQ(lib.folders().size(), before);
+
+    // A damaged notes file: no notes and none of the files go, and the file is left as it was.
+    writeFileAtomically(notesPath, "{ \"items\": [");
+    const ProjectExport damaged = ProjectExport::decode(lib.library.exportData(project, nullptr));
+    EXPECT_FALSE(damaged.notes.has_value());
+    EXPECT_FALSE(damaged.attachments.has_value());
+    EXPECT_EQ(readFile(notesPath), "{ \"items\": [");
 }
 
 TEST(ProjectTransfer, ForeignFilesAndFailuresLeaveNoFolder) {

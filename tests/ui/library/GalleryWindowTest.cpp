@@ -111,7 +111,7 @@ TEST(GalleryWindow, RenamesInPlaceAndDeletesAfterConfirmation) {
 }
 
 TEST(GalleryWindow, NewProjectOpensWithItsNameReadyToEditAndNoticesShowAsToasts) {
-    Window w({});
+    Window w({"Books"});
     w.list()->setFocus();
     w.list()->setCurrentIndex(w.card(0));
     QTest::keyClick(w.list(), Qt::Key_Return);
