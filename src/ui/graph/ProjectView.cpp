@@ -2,6 +2,12 @@
 
 #include "app/app/AppModel.h"
 #include "app/graph/ProjectSession.h"
+#include "ui/ask/AnswerPager.h"
+#include "ui/ask/AskBar.h"
+#include "ui/ask/AskHistoryList.h"
+#include "ui/ask/AskStepsView.h"
+#include "ui/ask/AskViews.h"
+#include "ui/ask/SearchInList.h"
 #include "ui/design/Theme.h"
 #include "ui/graph/GraphOverview.h"
 #include "ui/shape/ShapeView.h"
@@ -44,7 +50,8 @@ ProjectView::ProjectView(AppModel& app, QWidget* parent)
     , m_shape(new ShapeView(m_modes))
     , m_graphFaces(new QStackedWidget(m_modes))
     , m_overview(new GraphOverview(m_graphFaces))
-    , m_table(new GraphTableView(m_graphFaces)) {
+    , m_table(new GraphTableView(m_graphFaces))
+    , m_ask(new AskViews(app, this)) {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(0);
@@ -81,13 +88,28 @@ ProjectView::ProjectView(AppModel& app, QWidget* parent)
     barLayout->addWidget(m_shapeButton);
     barLayout->addWidget(m_graphButton);
     barLayout->addStretch();
+    barLayout->addWidget(m_ask->bar(), 2);
     layout->addWidget(bar);
 
     m_graphFaces->addWidget(m_overview);
     m_graphFaces->addWidget(m_table);
     m_modes->addWidget(m_shape);
     m_modes->addWidget(m_graphFaces);
-    layout->addWidget(m_modes, 1);
+    // Ask: the pager over the views, the steps and the saved questions beside them.
+    auto* centre = new QHBoxLayout();
+    auto* column = new QVBoxLayout();
+    column->addWidget(m_ask->pager());
+    column->addWidget(m_modes, 1);
+    centre->addLayout(column, 1);
+    auto* side = new QVBoxLayout();
+    m_ask->steps()->setFixedWidth(380);
+    m_ask->history()->setFixedWidth(380);
+    side->addWidget(m_ask->steps(), 3);
+    side->addWidget(m_ask->history(), 1);
+    m_ask->searchIn()->setFixedSize(380, 90);
+    side->addWidget(m_ask->searchIn());
+    centre->addLayout(side);
+    layout->addLayout(centre, 1);
 
     connect(m_shapeButton, &QToolButton::clicked, this, [this] {
         if (m_session)
@@ -117,6 +139,7 @@ void ProjectView::bindSession() {
     m_shape->setSession(session);
     m_table->setSession(session);
     m_overview->setSession(session);
+    m_ask->setSession(session);
     if (!session)
         return;
     auto sync = [this, session] {

@@ -11,6 +11,7 @@ class QToolButton;
 namespace corvantis {
 
 class AppModel;
+class AskViews;
 class GraphOverview;
 class GraphTableView;
 class ProjectSession;
@@ -33,6 +34,7 @@ public:
     GraphOverview* overview() const { return m_overview; }
     QToolButton* shapeButton() const { return m_shapeButton; }
     QToolButton* graphButton() const { return m_graphButton; }
+    AskViews* ask() const { return m_ask; }
 
     // Whether Graph mode shows the table (View ▸ Show Table).
     bool showsTable() const { return m_showsTable; }
@@ -59,6 +61,7 @@ private:
     GraphOverview* m_overview;
     GraphTableView* m_table;
     bool m_showsTable = true;
+    AskViews* m_ask;
 };
 
 } // namespace corvantis
