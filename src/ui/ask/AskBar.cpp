@@ -7,6 +7,7 @@
 #include "ui/design/Theme.h"
 
 #include <QAbstractItemView>
+#include <QApplication>
 #include <QComboBox>
 #include <QCompleter>
 #include <QHBoxLayout>
@@ -191,8 +192,9 @@ void AskBar::syncMode() {
     m_field->setPlaceholderText(mode == QueryMode::Raw      ? "MATCH (n) RETURN n LIMIT 25"
                                 : mode == QueryMode::Simple ? "Words, names or numbers; ::Type:: for where"
                                                             : "Ask about your graph");
-    QFont font = m_field->font();
-    font.setFamily(mode == QueryMode::Raw ? QStringLiteral("monospace") : QString());
+    QFont font = QApplication::font();
+    if (mode == QueryMode::Raw)
+        font.setFamily(QStringLiteral("monospace"));
     m_field->setFont(font);
     syncProblems();
     syncCompletions();
