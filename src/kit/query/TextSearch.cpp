@@ -3,6 +3,7 @@
 #include <QCollator>
 #include <algorithm>
 #include <array>
+#include <vector>
 
 namespace corvantis::TextSearch {
 
@@ -85,12 +86,22 @@ QList<Row> search(const QHash<QString, NodeRecord>& nodes, const QHash<QString, 
         searcher.look(rel.id, rel.label, rel.properties);
     }
     cancellation.check();
+    // Each title's collation key is made once; comparing keys is far cheaper than comparing titles.
     QCollator collator;
     QList<Row> rows;
     for (QList<Row>& list : searcher.tiers) {
-        std::stable_sort(list.begin(), list.end(),
-                         [&](const Row& a, const Row& b) { return collator.compare(a.title, b.title) < 0; });
-        rows.append(list);
+        std::vector<QCollatorSortKey> keys;
+        keys.reserve(list.size());
+        for (const Row& row : list)
+            keys.push_back(collator.sortKey(row.title));
+        std::vector<qsizetype> order(list.size());
+        for (qsizetype i = 0; i < list.size(); ++i)
+            order[i] = i;
+        std::stable_sort(order.begin(), order.end(),
+                         [&](qsizetype a, qsizetype b) { return keys[a].compare(keys[b]) < 0; });
+        cancellation.check();
+        for (qsizetype i : order)
+            rows.append(std::move(list[i]));
     }
     return rows;
 }

@@ -4,6 +4,12 @@
 #include "app/graph/ProjectSession.h"
 #include "app/links/LinkPreviews.h"
 #include "app/notes/NotesModel.h"
+#include "ui/ask/AnswerPager.h"
+#include "ui/ask/AskBar.h"
+#include "ui/ask/AskHistoryList.h"
+#include "ui/ask/AskStepsView.h"
+#include "ui/ask/AskViews.h"
+#include "ui/ask/SearchInList.h"
 #include "ui/canvas/CanvasPage.h"
 #include "ui/canvas/CanvasView.h"
 #include "ui/canvas/CommandPalette.h"
@@ -71,7 +77,8 @@ ProjectView::ProjectView(AppModel& app, QWidget* parent)
     , m_canvas(new CanvasPage(m_graphFaces))
     , m_table(new GraphTableView(m_graphFaces))
     , m_right(new RightPanel(m_columns))
-    , m_palette(new CommandPalette(this)) {
+    , m_palette(new CommandPalette(this))
+    , m_ask(new AskViews(app, this)) {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(0);
@@ -166,6 +173,15 @@ ProjectView::ProjectView(AppModel& app, QWidget* parent)
     m_vertical->setCollapsible(0, false);
     layout->addWidget(m_vertical, 1);
 
+    // Ask: the bar in the toolbar, its steps as a face of the right panel, the answer's pager in the strip
+    // above the canvas, the saved questions in the sidebar.
+    setAskBar(m_ask->bar());
+    m_right->addFace(m_ask->steps(), QStringLiteral("Ask"));
+    if (auto* strip = qobject_cast<QBoxLayout*>(m_canvas->strip()->layout()))
+        strip->insertWidget(0, m_ask->pager());
+    addSidebarSection(m_ask->history());
+    addSidebarSection(m_ask->searchIn());
+
     connect(m_shapeButton, &QToolButton::clicked, this, [this] {
         if (m_session)
             m_session->setMode(SessionMode::Shape);
@@ -224,6 +240,7 @@ void ProjectView::bindSession() {
     m_sidebar->setSession(session);
     m_right->setSession(session);
     m_palette->setSession(session);
+    m_ask->setSession(session);
     if (!session) {
         setNotesPanel(nullptr);
         return;

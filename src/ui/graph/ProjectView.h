@@ -18,6 +18,7 @@ class QVBoxLayout;
 namespace corvantis {
 
 class AppModel;
+class AskViews;
 class CanvasPage;
 class CommandPalette;
 class Composer;
@@ -56,6 +57,7 @@ public:
     QToolButton* shapeButton() const { return m_shapeButton; }
     QToolButton* graphButton() const { return m_graphButton; }
     QToolButton* sidebarButton() const { return m_sidebarButton; }
+    AskViews* ask() const { return m_ask; }
 
     // The notes panel of the session (Ctrl+J), or null.
     bool showsNotes() const;
@@ -124,6 +126,7 @@ private:
     bool m_showsTable = false;
     QList<QAction*> m_projectActions;
     CommandPalette* m_palette;
+    AskViews* m_ask;
 };
 
 } // namespace corvantis

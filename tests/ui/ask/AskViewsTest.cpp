@@ -1,0 +1,140 @@
+#include "ui/ask/AskViews.h"
+
+#include "app/app/AppModel.h"
+#include "app/ask/AskEngine.h"
+#include "app/graph/ProjectPreferences.h"
+#include "app/graph/ProjectSession.h"
+#include "kit/support/Json.h"
+#include "tests/support/ShapeBuilders.h"
+#include "ui/ask/AnswerPager.h"
+#include "ui/ask/AskBar.h"
+#include "ui/ask/AskHistoryList.h"
+#include "ui/ask/AskStepsView.h"
+#include "ui/ask/SearchInList.h"
+
+#include <QComboBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QTableWidget>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QToolButton>
+#include <gtest/gtest.h>
+
+using namespace corvantis;
+using namespace corvantis::test;
+
+namespace {
+
+struct World {
+    QTemporaryDir dir;
+    std::unique_ptr<AppModel> app;
+    QWidget window;
+    AskViews* views = nullptr;
+
+    World() {
+        app = std::make_unique<AppModel>(std::make_unique<Settings>(dir.filePath("s.ini")),
+                                         dir.filePath("Projects"));
+        ProjectLibrary library(dir.filePath("Projects"));
+        Project project = library.create("Reading");
+        PropertyDef summary = property("summary");
+        summary.embedded = true;
+        project.schema.nodeTypes = {nodeType("Book", {property("title"), summary})};
+        library.save(project);
+        app->open(project);
+        views = new AskViews(*app, &window);
+        views->setSession(app->session());
+        for (int i = 0; i < 120; ++i)
+            app->session()->createNode(project.schema.nodeTypes[0],
+                                       QString("Book %1").arg(i, 3, 10, QChar('0')));
+    }
+    ProjectSession& session() { return *app->session(); }
+    void waitIdle() {
+        ASSERT_TRUE(QTest::qWaitFor([&] { return !session().askEngine().state().isWorking; }, 60000));
+    }
+};
+
+QStringList labelsOf(QWidget* widget) {
+    QStringList texts;
+    for (QLabel* label : widget->findChildren<QLabel*>())
+        if (!label->isHidden())
+            texts.append(label->text());
+    return texts;
+}
+
+} // namespace
+
+TEST(AskViews, TheBarSaysWhatLeavesTheComputerAndPutsTheQuestion) {
+    World w;
+    AskBar* bar = w.views->bar();
+    w.app->setQueryMode(QueryMode::Cypher);
+    EXPECT_EQ(bar->privacyLine()->text(),
+              "Only your question and the shape of your graph are sent. What's in the "
+              "graph stays on this computer.");
+    EXPECT_FALSE(bar->privacyLine()->isHidden());
+    EXPECT_EQ(bar->modePicker()->currentData().toString(), "cypher");
+    // Raw and simple modes send nothing: no such line.
+    w.app->setQueryMode(QueryMode::Raw);
+    EXPECT_TRUE(bar->privacyLine()->isHidden());
+    EXPECT_EQ(bar->modePicker()->currentData().toString(), "raw");
+
+    // Problems of the search syntax show under the field as it is typed.
+    w.app->setQueryMode(QueryMode::Simple);
+    bar->field()->setText("::Nope:: dune");
+    EXPECT_FALSE(bar->problemsLine()->isHidden());
+    EXPECT_EQ(bar->problemsLine()->text(), "No type called “Nope”");
+    bar->field()->setText("::Book:: dune");
+    EXPECT_TRUE(bar->problemsLine()->isHidden());
+
+    // Return puts the question; the steps panel shows it with its steps.
+    w.app->setQueryMode(QueryMode::Raw);
+    bar->field()->setText("MATCH (b:Book) RETURN b ORDER BY b.title");
+    QTest::keyClick(bar->field(), Qt::Key_Return);
+    w.waitIdle();
+    const QStringList texts = labelsOf(w.views->steps());
+    EXPECT_TRUE(texts.contains("Your query"));
+    EXPECT_TRUE(texts.contains("Ran on your graph"));
+    EXPECT_TRUE(texts.contains("no AI step"));
+    EXPECT_EQ(w.views->history()->count(), 1);
+    EXPECT_EQ(w.views->history()->item(0)->text(), "MATCH (b:Book) RETURN b ORDER BY b.title");
+
+    // The pager: a page on the canvas, the next page, and all of it.
+    AnswerPager* pager = w.views->pager();
+    EXPECT_FALSE(pager->isHidden());
+    EXPECT_EQ(pager->counter()->text(), "Showing 30 of 120 on the canvas");
+    EXPECT_EQ(pager->moreButton()->text(), "Show 30 more");
+    pager->moreButton()->click();
+    EXPECT_EQ(pager->counter()->text(), "Showing 60 of 120 on the canvas");
+    EXPECT_TRUE(pager->narrowButton()->isHidden()); // a typed query isn't narrowed by a model
+    EXPECT_EQ(pager->filterButton()->text(), "Filter");
+    AnswerFilter filter;
+    filter.hiddenTypes.insert("Book");
+    w.session().askEngine().setAnswerFilter(filter);
+    EXPECT_EQ(pager->filterButton()->text(), "1 filter hidden");
+
+    // Removing a saved question from the list removes it from the history.
+    w.views->history()->setCurrentRow(0);
+    QTest::keyClick(w.views->history(), Qt::Key_Delete);
+    EXPECT_TRUE(w.session().history().isEmpty());
+    EXPECT_EQ(w.views->history()->count(), 0);
+}
+
+TEST(AskViews, ScalarAnswersReadAsATableAndSearchInUnticks) {
+    World w;
+    w.app->setQueryMode(QueryMode::Raw);
+    w.session().ask("MATCH (b:Book) RETURN count(b) AS books", AskBar::settingsOf(*w.app));
+    w.waitIdle();
+    QTableWidget* table = w.views->steps()->findChild<QTableWidget*>();
+    ASSERT_TRUE(table);
+    EXPECT_FALSE(table->isHidden());
+    EXPECT_EQ(table->horizontalHeaderItem(0)->text(), "books");
+    EXPECT_EQ(table->item(0, 0)->text(), "120");
+
+    SearchInList* list = w.views->searchIn();
+    ASSERT_EQ(list->topLevelItemCount(), 1);
+    EXPECT_EQ(list->topLevelItem(0)->text(0), "Book › summary");
+    list->topLevelItem(0)->setCheckState(0, Qt::Unchecked);
+    EXPECT_EQ(w.session().preferences().excludedFromSearch().size(), 1);
+    EXPECT_TRUE(w.session().askEngine().searchScope().isEmpty());
+}
