@@ -1,6 +1,7 @@
 // The flows that search rather than translate: routing, search by meaning and word search.
 #include "app/ask/AskEngine.h"
 #include "app/ask/SemanticSearcher.h"
+#include "app/canvas/CanvasViews.h"
 #include "app/graph/ProjectPreferences.h"
 #include "app/graph/SessionCore.h"
 #include "kit/ai/AIClient.h"
@@ -408,6 +409,20 @@ QCoro::Task<> AskEngine::semanticFlow(std::shared_ptr<Flow> flow, QString questi
     m_state.highlightNodes = highlightNodes;
     m_state.highlightRels = highlightRels;
     m_answerShown = highlightNodes;
+    if (highlightNodes.isEmpty()) {
+        m_canvases.hideAnswer();
+    } else {
+        // The best matches first, then what they connect to.
+        QStringList order(highlightNodes.begin(), highlightNodes.end());
+        std::sort(order.begin(), order.end(), [this](const QString& a, const QString& b) {
+            const double ra = m_answerRanks.value(a, 0.0);
+            const double rb = m_answerRanks.value(b, 0.0);
+            return ra != rb ? ra > rb : a < b;
+        });
+        m_canvases.showAnswer(highlightNodes, order);
+        m_canvases.answer().rankAnswer(order);
+        m_canvases.answer().fitGraph({}, true);
+    }
     changed();
     emit answerChanged();
     HistoryEntry entry = HistoryEntry::make(question, m_state.cypher, m_state.explanation, settings.model,

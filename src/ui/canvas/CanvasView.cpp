@@ -1,6 +1,7 @@
 #include "ui/canvas/CanvasView.h"
 
 #include "app/canvas/CanvasState.h"
+#include "app/canvas/CanvasViews.h"
 #include "app/graph/ProjectSession.h"
 #include "kit/layout/Curve.h"
 #include "ui/design/Theme.h"
@@ -57,6 +58,13 @@ void CanvasView::setSession(ProjectSession* session) {
         connect(session, &ProjectSession::graphChanged, this, &CanvasView::markDirty);
         connect(session, &ProjectSession::projectChanged, this, &CanvasView::markDirty);
         connect(session, &ProjectSession::selectionChanged, this, qOverload<>(&QWidget::update));
+        // The answer's canvas takes the view's place while an answer shows, fitted as it comes and grows.
+        auto refit = [this] {
+            m_viewport.isPlaced = false;
+            markDirty();
+        };
+        connect(&session->canvases(), &CanvasViews::showsAnswerChanged, this, refit);
+        connect(&session->canvases().answer(), &CanvasState::revealed, this, refit);
     }
     markDirty();
 }
@@ -86,13 +94,14 @@ void CanvasView::markDirty() {
 
 void CanvasView::syncBuiltKey() {
     m_builtTopology = m_session ? m_session->topology() : -1;
-    m_builtShown = m_session ? m_session->graphCanvas().shown().size() : -1;
+    m_builtShown = m_session ? m_session->canvases().current().shown().size() : -1;
 }
 
 void CanvasView::ensureBuilt() {
     // The canvas's set may have changed without a signal (another view, the loop): its size tells.
     if (!m_dirty && m_session &&
-        (m_builtTopology != m_session->topology() || m_builtShown != m_session->graphCanvas().shown().size()))
+        (m_builtTopology != m_session->topology() ||
+         m_builtShown != m_session->canvases().current().shown().size()))
         m_dirty = true;
     if (m_dirty)
         rebuild();
@@ -117,7 +126,7 @@ void CanvasView::rebuild() {
     const int unknownColour = int(m_colours.size());
     m_colours.push_back(Theme::paletteColor(QStringLiteral("slate")));
 
-    const CanvasState& canvas = m_session->graphCanvas();
+    const CanvasState& canvas = m_session->canvases().current();
     const auto& nodes = m_session->nodes();
     const auto& index = m_session->nodeIndex();
     m_items.reserve(canvas.shown().size());
@@ -193,7 +202,7 @@ void CanvasView::paintCanvas(QPainter& painter, const QRect& area) {
     painter.fillRect(area, palette().color(QPalette::Base));
     if (!m_session)
         return;
-    const CanvasState& canvas = m_session->graphCanvas();
+    const CanvasState& canvas = m_session->canvases().current();
     if (m_items.empty()) {
         painter.setPen(Theme::secondaryText());
         painter.drawText(
@@ -412,8 +421,8 @@ void CanvasView::paintCanvas(QPainter& painter, const QRect& area) {
 std::optional<QPointF> CanvasView::screenPoint(const QString& id) const {
     if (!m_session)
         return std::nullopt;
-    auto found = m_session->graphCanvas().positions().constFind(id);
-    if (found == m_session->graphCanvas().positions().constEnd())
+    auto found = m_session->canvases().current().positions().constFind(id);
+    if (found == m_session->canvases().current().positions().constEnd())
         return std::nullopt;
     return m_viewport.toScreen(*found);
 }
@@ -424,7 +433,7 @@ void CanvasView::fitIfUnplaced() {
     if (m_viewport.isPlaced || m_items.empty() || width() <= 0 || height() <= 0)
         return;
     std::vector<QPointF> points;
-    const auto& positions = m_session->graphCanvas().positions();
+    const auto& positions = m_session->canvases().current().positions();
     for (const Item& item : m_items)
         if (auto found = positions.constFind(item.id); found != positions.constEnd())
             points.push_back(*found);
@@ -453,7 +462,7 @@ void CanvasView::showType(const QUuid& typeId) {
     if (!type)
         return;
     const QString table = type->table();
-    CanvasState& canvas = m_session->graphCanvas();
+    CanvasState& canvas = m_session->canvases().current();
     QStringList ids;
     for (const NodeRecord& node : m_session->nodes())
         if (node.label == table && !canvas.shown().contains(node.id))
@@ -476,7 +485,7 @@ void CanvasView::showType(const QUuid& typeId) {
 void CanvasView::revealNode(const QString& id) {
     if (!m_session || !m_session->nodes().contains(id))
         return;
-    CanvasState& canvas = m_session->graphCanvas();
+    CanvasState& canvas = m_session->canvases().current();
     if (!canvas.shown().contains(id)) {
         const QPointF centre = m_viewport.isPlaced
                                    ? m_viewport.toWorld(QPointF(width() / 2.0, height() / 2.0))
@@ -499,7 +508,7 @@ void CanvasView::revealNode(const QString& id) {
 void CanvasView::clearCanvas() {
     if (!m_session)
         return;
-    CanvasState& canvas = m_session->graphCanvas();
+    CanvasState& canvas = m_session->canvases().current();
     canvas.forget(canvas.shown());
     canvas.scheduleSave();
     if (m_session->selection().kind == GraphSelection::Kind::Node ||
@@ -516,7 +525,7 @@ std::vector<DrawnNode> CanvasView::drawnNodes() const {
     std::vector<DrawnNode> drawn;
     if (!m_session)
         return drawn;
-    const auto& positions = m_session->graphCanvas().positions();
+    const auto& positions = m_session->canvases().current().positions();
     drawn.reserve(m_items.size());
     for (const Item& item : m_items)
         if (auto found = positions.constFind(item.id); found != positions.constEnd())
@@ -539,7 +548,7 @@ std::optional<QString> CanvasView::relAt(QPointF screen) const {
     auto radius = [this](const QString& id) {
         return double(m_items[m_index.value(id)].radius);
     };
-    const auto curves = EdgeGeometry::curves(edges, m_session->graphCanvas().positions(), radius);
+    const auto curves = EdgeGeometry::curves(edges, m_session->canvases().current().positions(), radius);
     if (auto hit = CanvasHit::rel(m_viewport.toWorld(screen), curves, m_viewport.scale))
         return curves[size_t(*hit)].id;
     return std::nullopt;
@@ -576,7 +585,7 @@ void CanvasView::beginDrag(QPointF at, Qt::KeyboardModifiers modifiers) {
         m_drag = Drag::Connect{hit->id};
         return;
     }
-    const auto& positions = m_session->graphCanvas().positions();
+    const auto& positions = m_session->canvases().current().positions();
     const GraphSelection& selection = m_session->selection();
     if (selection.kind == GraphSelection::Kind::Nodes && selection.ids.contains(hit->id)) {
         Drag::MoveGroup group{hit->id, {}};
@@ -601,7 +610,7 @@ void CanvasView::mouseMoveEvent(QMouseEvent* event) {
             return;
         beginDrag(*m_press, m_pressModifiers);
     }
-    CanvasState& canvas = m_session->graphCanvas();
+    CanvasState& canvas = m_session->canvases().current();
     const QPointF delta = (m_pointer - *m_press) / m_viewport.scale;
     if (const auto* pan = std::get_if<Drag::Pan>(&*m_drag)) {
         m_viewport.offset = pan->startOffset + (m_pointer - *m_press);
@@ -620,7 +629,7 @@ void CanvasView::mouseMoveEvent(QMouseEvent* event) {
 void CanvasView::brushAt(QPointF screen) {
     const QPointF world = m_viewport.toWorld(screen);
     const double reach = brushRadius / m_viewport.scale;
-    const auto& positions = m_session->graphCanvas().positions();
+    const auto& positions = m_session->canvases().current().positions();
     for (const Item& item : m_items) {
         auto found = positions.constFind(item.id);
         if (found == positions.constEnd())
@@ -643,7 +652,7 @@ void CanvasView::mouseReleaseEvent(QMouseEvent* event) {
         update();
         return;
     }
-    CanvasState& canvas = m_session->graphCanvas();
+    CanvasState& canvas = m_session->canvases().current();
     if (const auto* move = std::get_if<Drag::Move>(&*drag)) {
         // A node put down by hand stays where it was put.
         canvas.pin(move->id);
