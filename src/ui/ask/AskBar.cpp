@@ -3,6 +3,8 @@
 #include "app/app/AppModel.h"
 #include "app/ask/AskEngine.h"
 #include "app/graph/ProjectSession.h"
+#include "kit/query/CypherCompletion.h"
+#include "kit/query/CypherTokenizer.h"
 #include "kit/query/ScopedSearch.h"
 #include "ui/design/Theme.h"
 
@@ -11,11 +13,13 @@
 #include <QComboBox>
 #include <QCompleter>
 #include <QHBoxLayout>
+#include <QInputMethodEvent>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QShortcut>
 #include <QStringListModel>
+#include <QTextCharFormat>
 #include <QToolButton>
 #include <QVBoxLayout>
 
@@ -81,7 +85,9 @@ AskBar::AskBar(AppModel& app, QWidget* parent)
     , m_privacy(new QLabel(privacyText(), this))
     , m_problems(new QLabel(this))
     , m_completer(new QCompleter(this))
-    , m_completions(new QStringListModel(this)) {
+    , m_completions(new QStringListModel(this))
+    , m_cypherCompleter(new QCompleter(this))
+    , m_cypherNames(new QStringListModel(this)) {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(Theme::space(1));
@@ -100,6 +106,7 @@ AskBar::AskBar(AppModel& app, QWidget* parent)
     row->addWidget(m_stop);
     row->addWidget(m_modes);
     layout->addLayout(row);
+    m_row = row;
     for (QLabel* label : {m_blurb, m_privacy, m_problems}) {
         label->setWordWrap(true);
         QPalette palette = label->palette();
@@ -112,6 +119,13 @@ AskBar::AskBar(AppModel& app, QWidget* parent)
     m_completer->setCaseSensitivity(Qt::CaseInsensitive);
     m_completer->setFilterMode(Qt::MatchContains);
     m_field->setCompleter(m_completer);
+    // The raw field's own completer works on the word at the caret, not the whole text.
+    m_cypherCompleter->setModel(m_cypherNames);
+    m_cypherCompleter->setWidget(m_field);
+    m_cypherCompleter->setCompletionMode(QCompleter::PopupCompletion);
+    m_cypherCompleter->setCaseSensitivity(Qt::CaseInsensitive);
+    connect(m_cypherCompleter, qOverload<const QString&>(&QCompleter::activated), this,
+            &AskBar::insertCompletion);
 
     auto* focus = new QShortcut(QKeySequence(Qt::CTRL | Qt::Key_F), this);
     focus->setContext(Qt::WindowShortcut);
@@ -119,8 +133,16 @@ AskBar::AskBar(AppModel& app, QWidget* parent)
         m_field->setFocus(Qt::ShortcutFocusReason);
         m_field->selectAll();
         syncCompletions();
-        if (m_field->text().isEmpty() && m_completions->rowCount() > 0)
+        if (!m_field->text().isEmpty() || m_completions->rowCount() == 0)
+            return;
+        if (m_field->completer()) {
             m_completer->complete();
+        } else { // raw Cypher: the starting queries through the caret's completer
+            m_completionStart = 0;
+            m_cypherNames->setStringList(m_completions->stringList());
+            m_cypherCompleter->setCompletionPrefix(QString());
+            m_cypherCompleter->complete();
+        }
     });
     for (QueryMode mode : QueryModes::all()) {
         auto* key = new QShortcut(QKeySequence(Qt::CTRL | (Qt::Key_0 + QueryModes::key(mode))), this);
@@ -143,8 +165,13 @@ AskBar::AskBar(AppModel& app, QWidget* parent)
         if (m_session)
             m_session->askEngine().setDraft(text);
         syncProblems();
+        syncColours();
         if (text.isEmpty())
             syncCompletions();
+    });
+    connect(m_field, &QLineEdit::textEdited, this, [this] {
+        if (m_app.queryMode() == QueryMode::Raw)
+            completeAtCaret();
     });
     connect(m_stop, &QToolButton::clicked, this, [this] {
         if (m_session)
@@ -152,6 +179,11 @@ AskBar::AskBar(AppModel& app, QWidget* parent)
     });
     syncMode();
     syncWorking();
+}
+
+void AskBar::addToRow(QWidget* widget) {
+    widget->setParent(this);
+    m_row->addWidget(widget);
 }
 
 void AskBar::setSession(ProjectSession* session) {
@@ -192,12 +224,15 @@ void AskBar::syncMode() {
     m_field->setPlaceholderText(mode == QueryMode::Raw      ? "MATCH (n) RETURN n LIMIT 25"
                                 : mode == QueryMode::Simple ? "Words, names or numbers; ::Type:: for where"
                                                             : "Ask about your graph");
+    // Raw Cypher completes the word at the caret with its own completer, not the whole text.
+    m_field->setCompleter(mode == QueryMode::Raw ? nullptr : m_completer);
     QFont font = QApplication::font();
     if (mode == QueryMode::Raw)
         font.setFamily(QStringLiteral("monospace"));
     m_field->setFont(font);
     syncProblems();
     syncCompletions();
+    syncColours();
 }
 
 void AskBar::syncWorking() {
@@ -221,11 +256,100 @@ void AskBar::syncProblems() {
     m_problems->setVisible(!messages.isEmpty());
 }
 
+QColor AskBar::tokenColour(int kind) {
+    using CypherTokenizer::Kind;
+    switch (static_cast<Kind>(kind)) {
+    case Kind::keyword:
+        return Theme::paletteColor(QStringLiteral("iris"));
+    case Kind::label:
+        return Theme::paletteColor(QStringLiteral("mint"));
+    case Kind::string:
+        return Theme::paletteColor(QStringLiteral("peach"));
+    case Kind::number:
+        return Theme::paletteColor(QStringLiteral("sky"));
+    case Kind::comment:
+        return Theme::secondaryText();
+    case Kind::identifier:
+    case Kind::punctuation:
+        break;
+    }
+    return {};
+}
+
+void AskBar::syncColours() {
+    // A line edit takes formats as a pre-edit event whose positions count from the cursor.
+    QList<QInputMethodEvent::Attribute> formats;
+    if (m_app.queryMode() == QueryMode::Raw) {
+        const int cursor = m_field->cursorPosition();
+        int at = 0;
+        for (const CypherTokenizer::Token& token : CypherTokenizer::tokenize(m_field->text())) {
+            const QColor colour = tokenColour(static_cast<int>(token.kind));
+            if (colour.isValid()) {
+                QTextCharFormat format;
+                format.setForeground(colour);
+                if (token.kind == CypherTokenizer::Kind::keyword)
+                    format.setFontWeight(QFont::DemiBold);
+                formats.append(QInputMethodEvent::Attribute(QInputMethodEvent::TextFormat, at - cursor,
+                                                            static_cast<int>(token.text.size()), format));
+            }
+            at += static_cast<int>(token.text.size());
+        }
+    }
+    QInputMethodEvent event(QString(), formats);
+    QCoreApplication::sendEvent(m_field, &event);
+}
+
+void AskBar::completeAtCaret() {
+    if (!m_session)
+        return;
+    const GraphSchema& schema = m_session->project().schema;
+    CypherCompletion::Vocabulary vocabulary;
+    for (const NodeType& type : schema.nodeTypes) {
+        vocabulary.labels.append(type.table());
+        QStringList& columns = vocabulary.properties[type.table()];
+        columns.append(QStringLiteral("id"));
+        for (const PropertyDef& property : type.properties)
+            columns.append(property.column());
+    }
+    for (const RelType& type : schema.relTypes) {
+        vocabulary.relTypes.append(type.table());
+        QStringList& columns = vocabulary.properties[type.table()];
+        columns.append(QStringLiteral("id"));
+        for (const PropertyDef& property : type.properties)
+            columns.append(property.column());
+    }
+    const CypherCompletion::Completion completion =
+        CypherCompletion::at(m_field->text(), m_field->cursorPosition(), vocabulary);
+    // An exact, only candidate is already typed out.
+    if (completion.candidates.isEmpty() ||
+        (completion.candidates.size() == 1 && completion.candidates.first() == completion.prefix)) {
+        m_completionStart = -1;
+        m_cypherCompleter->popup()->hide();
+        return;
+    }
+    m_completionStart = completion.start;
+    m_cypherNames->setStringList(completion.candidates);
+    m_cypherCompleter->setCompletionPrefix(QString());
+    m_cypherCompleter->complete();
+}
+
+void AskBar::insertCompletion(const QString& name) {
+    if (m_completionStart < 0)
+        return;
+    const QString text = m_field->text();
+    const int caret = m_field->cursorPosition();
+    const int start = std::min(m_completionStart, caret);
+    m_field->setText(text.left(start) + name + text.mid(caret));
+    m_field->setCursorPosition(start + static_cast<int>(name.size()));
+    m_completionStart = -1;
+}
+
 void AskBar::syncCompletions() {
     QStringList words;
     if (m_session) {
         const GraphSchema& schema = m_session->project().schema;
         if (m_app.queryMode() == QueryMode::Raw) {
+            // Starting points for an empty field; names within a query come from the caret's completer.
             for (const NodeType& type : schema.nodeTypes) {
                 words.append(QStringLiteral("MATCH (n:%1) RETURN n").arg(type.table()));
                 for (const PropertyDef& property : type.properties)

@@ -7,6 +7,7 @@
 
 class QComboBox;
 class QCompleter;
+class QHBoxLayout;
 class QLabel;
 class QLineEdit;
 class QStringListModel;
@@ -36,6 +37,12 @@ public:
     static AskSettings settingsOf(const AppModel& app);
 
     static QString privacyText();
+    // The colour of a Cypher token's kind in the raw field; invalid for plain text.
+    static QColor tokenColour(int kind);
+    // The raw field's completion popup (labels, relationship types, properties at the caret).
+    QCompleter* cypherCompleter() const { return m_cypherCompleter; }
+    // Puts a widget at the end of the field's row (the "Search in" menu).
+    void addToRow(QWidget* widget);
 
 private:
     void submit();
@@ -43,6 +50,11 @@ private:
     void syncWorking();
     void syncProblems();
     void syncCompletions();
+    // Raw Cypher mode: colours the field's text by its tokens (plain text in the other modes).
+    void syncColours();
+    // Raw Cypher mode: offers the names that fit at the caret.
+    void completeAtCaret();
+    void insertCompletion(const QString& name);
 
     AppModel& m_app;
     QPointer<ProjectSession> m_session;
@@ -54,6 +66,10 @@ private:
     QLabel* m_problems;
     QCompleter* m_completer;
     QStringListModel* m_completions;
+    QCompleter* m_cypherCompleter;
+    QStringListModel* m_cypherNames;
+    int m_completionStart = -1;
+    QHBoxLayout* m_row = nullptr;
 };
 
 } // namespace corvantis

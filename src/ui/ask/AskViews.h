@@ -3,6 +3,7 @@
 #include <QObject>
 #include <QPointer>
 
+class QToolButton;
 class QWidget;
 
 namespace corvantis {
@@ -16,8 +17,8 @@ class ProjectSession;
 class SearchInList;
 
 // Every view of Ask, made together and bound to the open session together, for the window to place:
-// the bar (toolbar), the steps (right panel), the pager (over the canvas), the saved questions and the
-// two "Search in" lists (sidebar).
+// the bar (toolbar), the steps (right panel), the pager (the strip over the canvas) and the saved
+// questions (sidebar). The two "Search in" lists open from a menu button at the end of the bar.
 class AskViews : public QObject {
     Q_OBJECT
 public:
@@ -29,8 +30,13 @@ public:
     AskHistoryList* history() const { return m_history; }
     SearchInList* searchIn() const { return m_searchIn; }
     SearchInList* textSearchIn() const { return m_textSearchIn; }
+    QToolButton* searchInButton() const { return m_searchInButton; }
 
     void setSession(ProjectSession* session);
+
+signals:
+    // A question started: the steps want to be in view.
+    void stepsWanted();
 
 private:
     AppModel& m_app;
@@ -40,6 +46,9 @@ private:
     AskHistoryList* m_history;
     SearchInList* m_searchIn;
     SearchInList* m_textSearchIn;
+    QToolButton* m_searchInButton;
+    bool m_wasWorking = false;
+    QMetaObject::Connection m_working;
 };
 
 } // namespace corvantis

@@ -4,6 +4,7 @@
 #include "app/ask/AskEngine.h"
 #include "app/graph/ProjectPreferences.h"
 #include "app/graph/ProjectSession.h"
+#include "kit/query/CypherTokenizer.h"
 #include "kit/support/Json.h"
 #include "tests/support/ShapeBuilders.h"
 #include "ui/ask/AnswerPager.h"
@@ -12,10 +13,14 @@
 #include "ui/ask/AskStepsView.h"
 #include "ui/ask/SearchInList.h"
 
+#include <QAbstractItemView>
 #include <QComboBox>
+#include <QCompleter>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMenu>
 #include <QPushButton>
+#include <QSignalSpy>
 #include <QTableWidget>
 #include <QTemporaryDir>
 #include <QTest>
@@ -123,8 +128,10 @@ TEST(AskViews, TheBarSaysWhatLeavesTheComputerAndPutsTheQuestion) {
 TEST(AskViews, ScalarAnswersReadAsATableAndSearchInUnticks) {
     World w;
     w.app->setQueryMode(QueryMode::Raw);
+    QSignalSpy wanted(w.views, &AskViews::stepsWanted);
     w.session().ask("MATCH (b:Book) RETURN count(b) AS books", AskBar::settingsOf(*w.app));
     w.waitIdle();
+    EXPECT_EQ(wanted.count(), 1); // once, when the question started
     QTableWidget* table = w.views->steps()->findChild<QTableWidget*>();
     ASSERT_TRUE(table);
     EXPECT_FALSE(table->isHidden());
@@ -132,9 +139,77 @@ TEST(AskViews, ScalarAnswersReadAsATableAndSearchInUnticks) {
     EXPECT_EQ(table->item(0, 0)->text(), "120");
 
     SearchInList* list = w.views->searchIn();
+    // Both lists open from the bar's "Search in" menu.
+    QToolButton* searchIn = w.views->searchInButton();
+    ASSERT_TRUE(searchIn->menu());
+    EXPECT_TRUE(w.views->bar()->isAncestorOf(searchIn));
+    EXPECT_TRUE(searchIn->menu()->isAncestorOf(list));
+    EXPECT_TRUE(searchIn->menu()->isAncestorOf(w.views->textSearchIn()));
     ASSERT_EQ(list->topLevelItemCount(), 1);
     EXPECT_EQ(list->topLevelItem(0)->text(0), "Book › summary");
     list->topLevelItem(0)->setCheckState(0, Qt::Unchecked);
     EXPECT_EQ(w.session().preferences().excludedFromSearch().size(), 1);
     EXPECT_TRUE(w.session().askEngine().searchScope().isEmpty());
+}
+
+namespace {
+
+// Whether any pixel of the widget's picture is near the colour.
+bool paints(QWidget* widget, const QColor& colour) {
+    const QImage image = widget->grab().toImage();
+    for (int y = 0; y < image.height(); ++y)
+        for (int x = 0; x < image.width(); ++x) {
+            const QColor pixel = image.pixelColor(x, y);
+            if (std::abs(pixel.red() - colour.red()) + std::abs(pixel.green() - colour.green()) +
+                    std::abs(pixel.blue() - colour.blue()) <
+                24)
+                return true;
+        }
+    return false;
+}
+
+} // namespace
+
+TEST(AskViews, RawCypherIsColouredAndCompletesNamesAtTheCaret) {
+    World w;
+    w.window.resize(900, 200);
+    w.window.show();
+    AskBar* bar = w.views->bar();
+    QLineEdit* field = bar->field();
+    const QColor keyword = AskBar::tokenColour(static_cast<int>(CypherTokenizer::Kind::keyword));
+    const QColor label = AskBar::tokenColour(static_cast<int>(CypherTokenizer::Kind::label));
+    ASSERT_TRUE(keyword.isValid());
+
+    // Plain text in simple mode; coloured tokens in raw mode, for the same words.
+    w.app->setQueryMode(QueryMode::Simple);
+    field->setText("MATCH (b:Book) RETURN b");
+    EXPECT_FALSE(paints(field, keyword));
+    w.app->setQueryMode(QueryMode::Raw);
+    EXPECT_TRUE(paints(field, keyword));
+    EXPECT_TRUE(paints(field, label));
+    field->setText("b");
+    EXPECT_FALSE(paints(field, keyword)); // a plain word
+
+    // Typing a label: the names that fit at the caret, and the chosen one replaces the typed part.
+    field->clear();
+    field->setFocus();
+    QTest::keyClicks(field, "MATCH (b:Bo");
+    QAbstractItemView* popup = bar->cypherCompleter()->popup();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return popup->isVisible(); }, 5000));
+    ASSERT_EQ(popup->model()->rowCount(), 1);
+    EXPECT_EQ(popup->model()->index(0, 0).data().toString(), "Book");
+    popup->setCurrentIndex(popup->model()->index(0, 0));
+    QTest::keyClick(popup, Qt::Key_Return);
+    EXPECT_EQ(field->text(), "MATCH (b:Book");
+    EXPECT_EQ(field->cursorPosition(), 13);
+
+    // A property of the bound variable, typed in the middle of the query.
+    field->setText("MATCH (b:Book) RETURN b");
+    field->setCursorPosition(field->text().size());
+    QTest::keyClicks(field, ".ti");
+    ASSERT_TRUE(QTest::qWaitFor([&] { return popup->isVisible(); }, 5000));
+    EXPECT_EQ(popup->model()->index(0, 0).data().toString(), "title");
+    popup->setCurrentIndex(popup->model()->index(0, 0));
+    QTest::keyClick(popup, Qt::Key_Return);
+    EXPECT_EQ(field->text(), "MATCH (b:Book) RETURN b.title");
 }
