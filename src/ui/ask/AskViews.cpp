@@ -27,7 +27,25 @@ AskViews::AskViews(AppModel& app, QWidget* parent)
     , m_history(new AskHistoryList(parent))
     , m_searchIn(new SearchInList(true, parent))
     , m_textSearchIn(new SearchInList(false, parent))
-    , m_searchInButton(new QToolButton(parent)) {
+    , m_searchInButton(new QToolButton(parent))
+    , m_historySection(new QWidget(parent)) {
+    auto* section = new QVBoxLayout(m_historySection);
+    section->setContentsMargins(0, Theme::space(2), 0, 0);
+    section->setSpacing(Theme::space(1));
+    auto* heading = new QLabel(QStringLiteral("Saved Questions"), m_historySection);
+    QFont font = heading->font();
+    font.setWeight(QFont::DemiBold);
+    font.setPointSizeF(font.pointSizeF() * 0.9);
+    heading->setFont(font);
+    QPalette muted = heading->palette();
+    muted.setColor(QPalette::WindowText, Theme::secondaryText());
+    heading->setPalette(muted);
+    section->addWidget(heading);
+    m_history->setParent(m_historySection);
+    m_history->viewport()->setAutoFillBackground(false);
+    m_history->setToolTip(QStringLiteral("Double-click to ask again; Delete removes it"));
+    section->addWidget(m_history);
+
     // "Search in": both lists in one menu at the end of the bar.
     m_searchInButton->setObjectName(QStringLiteral("searchInButton"));
     m_searchInButton->setText(QStringLiteral("Search in"));

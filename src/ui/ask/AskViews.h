@@ -28,6 +28,8 @@ public:
     AskStepsView* steps() const { return m_steps; }
     AnswerPager* pager() const { return m_pager; }
     AskHistoryList* history() const { return m_history; }
+    // The saved questions under their heading, for the sidebar.
+    QWidget* historySection() const { return m_historySection; }
     SearchInList* searchIn() const { return m_searchIn; }
     SearchInList* textSearchIn() const { return m_textSearchIn; }
     QToolButton* searchInButton() const { return m_searchInButton; }
@@ -47,6 +49,7 @@ private:
     SearchInList* m_searchIn;
     SearchInList* m_textSearchIn;
     QToolButton* m_searchInButton;
+    QWidget* m_historySection;
     bool m_wasWorking = false;
     QMetaObject::Connection m_working;
 };

@@ -179,7 +179,7 @@ ProjectView::ProjectView(AppModel& app, QWidget* parent)
     m_right->addFace(m_ask->steps(), QStringLiteral("Ask"));
     if (auto* strip = qobject_cast<QBoxLayout*>(m_canvas->strip()->layout()))
         strip->insertWidget(0, m_ask->pager());
-    addSidebarSection(m_ask->history());
+    addSidebarSection(m_ask->historySection());
     connect(m_ask, &AskViews::stepsWanted, this, [this] { m_right->showFace(m_ask->steps()); });
 
     connect(m_shapeButton, &QToolButton::clicked, this, [this] {
