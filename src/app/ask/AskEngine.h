@@ -187,7 +187,10 @@ private:
     QList<QStringList> m_answerGroups;
     QSet<QString> m_answerShown;
     QHash<QString, double> m_answerRanks;
-    TextSearch::KeyMemo m_keyMemo;
+    // Every record's texts folded for word search, and the `topology` they were folded at.
+    std::shared_ptr<const TextSearch::Folded> m_folded;
+    int m_foldedTopology = -1;
+    QString m_foldedTitling; // the tables' titles they were ranked by
 };
 
 } // namespace corvantis

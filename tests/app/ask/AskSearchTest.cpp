@@ -110,6 +110,13 @@ TEST(AskSearch, WordSearchRanksTitlesBeforeTextAndStartsNoProcess) {
     EXPECT_TRUE(s.session->history().first().cypher.isEmpty());
     EXPECT_FALSE(s.session->history().first().shape);
 
+    // The texts are folded once, but a change of the records is searched as it now stands.
+    s.session->updateNode(messiah, {{"title", GraphValue::string("Messiah")}});
+    const QString later = s.add(s.book, "Dune Again");
+    askAndWait(*s.session, "dune", settings);
+    EXPECT_EQ(rowIds(s.engine()), (QStringList{dune, children, later, anathem, frank}));
+    s.session->updateNode(messiah, {{"title", GraphValue::string("Dune Messiah")}});
+
     // A scope: only the summaries.
     askAndWait(*s.session, "::Book:summary:: dune", settings);
     EXPECT_EQ(rowIds(s.engine()), (QStringList{anathem}));
