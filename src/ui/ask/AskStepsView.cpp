@@ -1,6 +1,7 @@
 #include "ui/ask/AskStepsView.h"
 
 #include "app/ask/AskEngine.h"
+#include "app/canvas/CanvasViews.h"
 #include "app/graph/ProjectSession.h"
 #include "ui/design/Theme.h"
 
@@ -13,6 +14,7 @@
 #include <QTableWidget>
 #include <QToolButton>
 #include <QVBoxLayout>
+#include <algorithm>
 
 namespace corvantis {
 
@@ -273,18 +275,48 @@ QWidget* AskStepsView::matchesCard() {
                                  frame);
         title->setToolTip("Show on the canvas, and in the inspector with the matched passages marked");
         layout->addWidget(title);
-        for (const AskMatch::Passage& passage : match.passages.mid(0, 2)) {
+        const int showing = m_passages.value(match.recordId, 0);
+        const qsizetype shown = showing < 0 ? 0 : showing > 0 ? match.passages.size() : 2;
+        for (const AskMatch::Passage& passage : match.passages.mid(0, shown)) {
             QLabel* text = secondary(passage.text, frame);
             text->setToolTip("Show this passage marked in its text, in the inspector");
             layout->addWidget(text);
         }
-        if (match.passages.size() > 2)
+        if (match.passages.size() > shown && showing == 0)
             layout->addWidget(
-                secondary(QStringLiteral(" more ") + QString::number(match.passages.size() - 2), frame));
+                secondary(QStringLiteral(" more ") + QString::number(match.passages.size() - shown), frame));
+        // Expand shows every passage, Fewer passages goes back to the first two, Collapse hides them.
+        auto* buttons = new QHBoxLayout();
+        auto addButton = [&](const QString& text, int next) {
+            auto* button = new QPushButton(text, frame);
+            button->setFlat(true);
+            const QString id = match.recordId;
+            connect(button, &QPushButton::clicked, this, [this, id, next] {
+                m_passages.insert(id, next);
+                QMetaObject::invokeMethod(this, &AskStepsView::rebuild, Qt::QueuedConnection);
+            });
+            buttons->addWidget(button);
+        };
+        if (showing < 0 || (showing == 0 && match.passages.size() > shown))
+            addButton(QStringLiteral("Expand"), 1);
+        if (showing > 0 && match.passages.size() > 2)
+            addButton(QStringLiteral("Fewer passages"), 0);
+        if (showing >= 0 && !match.passages.isEmpty())
+            addButton(QStringLiteral("Collapse"), -1);
+        buttons->addStretch();
+        layout->addLayout(buttons);
         if (const QStringList neighbours = result.neighbours.value(match.recordId); !neighbours.isEmpty())
             layout->addWidget(
                 secondary(QStringLiteral("Connected to %1 nodes").arg(neighbours.size()), frame));
     }
+    // The canvas in use may hide every match with its filter.
+    const CanvasState& canvas = m_session->canvases().current();
+    const bool anyPasses =
+        std::any_of(result.matches.begin(), result.matches.end(), [&](const AskMatch& match) {
+            return canvas.passes(match.recordId, canvas.lens().filter);
+        });
+    if (!anyPasses)
+        layout->addWidget(secondary(QStringLiteral("None of them passes the canvas's filter."), frame));
     if (result.incomplete)
         layout->addWidget(secondary("Incomplete: some text is still being embedded.", frame));
     return frame;

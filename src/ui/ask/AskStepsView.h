@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QHash>
 #include <QPointer>
 #include <QWidget>
 
@@ -37,6 +38,8 @@ private:
     QLabel* m_question;
     QTableWidget* m_table;
     QSet<int> m_openThinking;
+    // How much of a match's passages its card shows: -1 none, 0 the first two, 1 all.
+    QHash<QString, int> m_passages;
 };
 
 } // namespace corvantis
