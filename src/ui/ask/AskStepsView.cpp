@@ -99,11 +99,19 @@ AskStepsView::AskStepsView(QWidget* parent)
 }
 
 void AskStepsView::setSession(ProjectSession* session) {
-    if (m_session)
+    if (m_session) {
         disconnect(&m_session->askEngine(), nullptr, this, nullptr);
+        disconnect(&m_session->canvases().answer(), nullptr, this, nullptr);
+        disconnect(&m_session->canvases().graph(), nullptr, this, nullptr);
+    }
     m_session = session;
-    if (session)
+    m_passages.clear();
+    if (session) {
         connect(&session->askEngine(), &AskEngine::stateChanged, this, &AskStepsView::rebuild);
+        // The matches say when the canvas's filter hides them all.
+        connect(&session->canvases().answer(), &CanvasState::lensChanged, this, &AskStepsView::rebuild);
+        connect(&session->canvases().graph(), &CanvasState::lensChanged, this, &AskStepsView::rebuild);
+    }
     rebuild();
 }
 

@@ -2,6 +2,8 @@
 
 #include "app/app/AppModel.h"
 #include "app/ask/AskEngine.h"
+#include "app/ask/SemanticSearcher.h"
+#include "app/canvas/CanvasViews.h"
 #include "app/graph/ProjectPreferences.h"
 #include "app/graph/ProjectSession.h"
 #include "kit/query/CypherTokenizer.h"
@@ -20,6 +22,7 @@
 #include <QLineEdit>
 #include <QMenu>
 #include <QPushButton>
+#include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTableWidget>
 #include <QTemporaryDir>
@@ -212,4 +215,85 @@ TEST(AskViews, RawCypherIsColouredAndCompletesNamesAtTheCaret) {
     popup->setCurrentIndex(popup->model()->index(0, 0));
     QTest::keyClick(popup, Qt::Key_Return);
     EXPECT_EQ(field->text(), "MATCH (b:Book) RETURN b.title");
+}
+
+namespace {
+
+// Search by meaning that finds the same passages whatever is asked.
+class FixedPassages : public SemanticSearcher {
+public:
+    QList<Hit> hits;
+    bool modelInstalled() const override { return true; }
+    bool modelDownloading() const override { return false; }
+    QString modelName() const override { return "Tiny Embedder"; }
+    QString modelSize() const override { return "12 MB"; }
+    int pendingPassages() const override { return 0; }
+    QCoro::Task<QList<Hit>> search(QString, QSet<QUuid>, std::optional<QSet<QString>>, int) override {
+        co_return hits;
+    }
+};
+
+QStringList buttonsOf(QWidget* widget) {
+    QStringList texts;
+    for (QPushButton* button : widget->findChildren<QPushButton*>())
+        if (!button->isHidden())
+            texts.append(button->text());
+    return texts;
+}
+
+} // namespace
+
+TEST(AskViews, MatchCardsShowMoreOrFewerPassagesAndSayWhenTheFilterHidesThem) {
+    World w;
+    const NodeType book = w.session().project().schema.nodeTypes[0];
+    const QUuid summary = book.properties[1].id;
+    const QString first = w.session().nodes().keys().first();
+    FixedPassages index;
+    for (int i = 0; i < 3; ++i)
+        index.hits.append({QString("e%1").arg(i), first, summary, QString("Passage %1 of the desert").arg(i),
+                           0.9 - i * 0.1});
+    w.session().askEngine().setSemanticSearcher(&index);
+    w.app->setQueryMode(QueryMode::Vector);
+    w.session().ask("desert", AskBar::settingsOf(*w.app));
+    w.waitIdle();
+    AskStepsView* steps = w.views->steps();
+    // The cards of a rebuild replace the old ones once deferred deletions have run.
+    auto settle = [] {
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    };
+    auto passages = [&] {
+        settle();
+        return labelsOf(steps).filter(QRegularExpression("^Passage \\d of the desert$")).size();
+    };
+    EXPECT_EQ(passages(), 2);
+    settle();
+    EXPECT_TRUE(labelsOf(steps).contains(" more 1"));
+    EXPECT_TRUE(buttonsOf(steps).contains("Expand"));
+    EXPECT_FALSE(labelsOf(steps).contains("None of them passes the canvas's filter."));
+
+    auto click = [&](const QString& text) {
+        settle();
+        for (QPushButton* button : steps->findChildren<QPushButton*>())
+            if (button->text() == text && !button->isHidden()) {
+                button->click();
+                return true;
+            }
+        return false;
+    };
+    ASSERT_TRUE(click("Expand"));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return passages() == 3; }, 5000));
+    EXPECT_TRUE(buttonsOf(steps).contains("Fewer passages"));
+    EXPECT_FALSE(labelsOf(steps).contains(" more 1"));
+    ASSERT_TRUE(click("Fewer passages"));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return passages() == 2; }, 5000));
+    ASSERT_TRUE(click("Collapse"));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return passages() == 0; }, 5000));
+    EXPECT_TRUE(buttonsOf(steps).contains("Expand"));
+
+    // A filter on the canvas in use that keeps only another node's neighbours hides the match.
+    const QString other = w.session().nodes().keys().last();
+    w.session().canvases().current().updateLens([&](CanvasLens& lens) { lens.filter.near = other; });
+    settle();
+    EXPECT_TRUE(labelsOf(steps).contains("None of them passes the canvas's filter."));
+    w.session().askEngine().setSemanticSearcher(nullptr);
 }
