@@ -1,5 +1,6 @@
 // An answer's life after its query has run: pages, the filter and its facets, narrowing.
 #include "app/ask/AskEngine.h"
+#include "app/canvas/CanvasViews.h"
 #include "app/graph/SessionCore.h"
 #include "kit/store/ResultPaging.h"
 
@@ -28,7 +29,8 @@ void AskEngine::refilter() {
     }
     const GraphSchema& schema = m_core.project().schema;
     const auto& nodes = m_core.nodes();
-    const QSet<QString> nearby = m_filter.near ? answerNeighbours(*m_filter.near) : QSet<QString>();
+    const QSet<QString> nearby =
+        m_filter.near ? m_canvases.answer().answerNeighbours(*m_filter.near) : QSet<QString>();
     auto passes = [&](const QString& id) {
         const auto node = nodes.constFind(id);
         if (node == nodes.constEnd())
@@ -69,6 +71,48 @@ void AskEngine::placeRevealed() {
             m_answerShown.insert(id);
 }
 
+void AskEngine::placeOnCanvas(bool fresh) {
+    // The answer's records in the order of its groups: the canvas's answer order and reveal order.
+    QStringList order;
+    QSet<QString> seen;
+    for (const QStringList& group : m_state.pages.groups)
+        for (const QString& id : group)
+            if (!seen.contains(id)) {
+                seen.insert(id);
+                order.append(id);
+            }
+    if (order.isEmpty()) {
+        // Rows without records (counts, names): the table tells them and the graph stays.
+        m_canvases.hideAnswer();
+        return;
+    }
+    CanvasState& canvas = m_canvases.answer();
+    QStringList shown;
+    for (const QString& id : order)
+        if (m_answerShown.contains(id))
+            shown.append(id);
+    if (fresh) {
+        m_canvases.showAnswer(seen, shown);
+        if (shown.isEmpty())
+            canvas.hide(QSet<QString>(canvas.shown()));
+        canvas.rankAnswer(order);
+    } else {
+        QSet<QString> leaving;
+        for (const QString& id : canvas.shown())
+            if (!m_answerShown.contains(id))
+                leaving.insert(id);
+        if (!leaving.isEmpty())
+            canvas.hide(leaving);
+        QStringList coming;
+        for (const QString& id : shown)
+            if (!canvas.shown().contains(id))
+                coming.append(id);
+        if (!coming.isEmpty())
+            canvas.reveal(coming);
+    }
+    canvas.fitGraph({}, true);
+}
+
 void AskEngine::setAnswerFilter(const AnswerFilter& filter) {
     if (m_filter == filter)
         return;
@@ -83,6 +127,7 @@ void AskEngine::setAnswerFilter(const AnswerFilter& filter) {
         ++revealed;
     m_state.pages.revealed = std::max(revealed, ResultPaging::firstPageEnd(m_answerGroups));
     placeRevealed();
+    placeOnCanvas(false);
     changed();
     emit answerChanged();
 }
@@ -163,8 +208,7 @@ bool AskEngine::answerIsLarge() const {
     int size = 0;
     for (const QStringList& group : m_state.pages.groups)
         size += static_cast<int>(group.size());
-    const bool truncated = m_state.output && m_state.output->totalRows > m_state.output->rows.size();
-    return size > ResultPaging::narrowAbove || truncated;
+    return size > ResultPaging::narrowAbove || (m_state.output && m_state.output->isTruncated());
 }
 
 QPair<int, int> AskEngine::nextAnswerPage() const {
@@ -178,6 +222,7 @@ void AskEngine::showMoreAnswer() {
         return;
     m_state.pages.revealed = to;
     placeRevealed();
+    placeOnCanvas(false);
     changed();
     emit answerChanged();
 }
@@ -187,6 +232,7 @@ void AskEngine::showAllAnswer() {
         return;
     m_state.pages.revealed = static_cast<int>(m_answerGroups.size());
     placeRevealed();
+    placeOnCanvas(false);
     changed();
     emit answerChanged();
 }
@@ -214,27 +260,6 @@ void AskEngine::narrowAnswer(const AskSettings& settings) {
             engine->changed();
         }
     }(this, flow, question, settings, narrowing);
-}
-
-QSet<QString> AskEngine::answerNeighbours(const QString& id) const {
-    const QSet<QString> ids = idsOf(m_state.pages.groups);
-    QSet<QString> found;
-    for (const RelRecord& rel : m_core.rels()) {
-        if (rel.from == id && ids.contains(rel.to) && rel.to != id)
-            found.insert(rel.to);
-        if (rel.to == id && ids.contains(rel.from) && rel.from != id)
-            found.insert(rel.from);
-    }
-    return found;
-}
-
-QStringList AskEngine::hiddenAnswerNeighbours(const QString& id) const {
-    QStringList hidden;
-    for (const QString& neighbour : answerNeighbours(id))
-        if (!m_answerShown.contains(neighbour))
-            hidden.append(neighbour);
-    std::sort(hidden.begin(), hidden.end());
-    return hidden;
 }
 
 } // namespace corvantis

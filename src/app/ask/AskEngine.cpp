@@ -1,6 +1,7 @@
 #include "app/ask/AskEngine.h"
 
 #include "app/ai/AIClients.h"
+#include "app/canvas/CanvasViews.h"
 #include "app/graph/ProjectPreferences.h"
 #include "app/graph/SessionCore.h"
 #include "kit/ai/AIClient.h"
@@ -42,10 +43,12 @@ struct ReadOnlyRun {
 
 } // namespace
 
-AskEngine::AskEngine(SessionCore& core, ProjectPreferences& preferences, QObject* parent)
+AskEngine::AskEngine(SessionCore& core, ProjectPreferences& preferences, CanvasViews& canvases,
+                     QObject* parent)
     : QObject(parent)
     , m_core(core)
-    , m_preferences(preferences) {
+    , m_preferences(preferences)
+    , m_canvases(canvases) {
 }
 
 AskEngine::~AskEngine() {
@@ -94,6 +97,7 @@ void AskEngine::begin(const QString& question) {
     m_answerGroups.clear();
     m_answerShown.clear();
     m_answerRanks.clear();
+    m_canvases.hideAnswer();
     changed();
     emit answerChanged();
 }
@@ -186,6 +190,7 @@ void AskEngine::clearAsk() {
     m_answerGroups.clear();
     m_answerShown.clear();
     m_answerRanks.clear();
+    m_canvases.hideAnswer();
     changed();
     emit answerChanged();
 }
@@ -402,6 +407,7 @@ void AskEngine::show(const QueryOutput& output, bool ordered) {
     refilter();
     m_state.pages.revealed = ResultPaging::firstPageEnd(m_answerGroups);
     placeRevealed();
+    placeOnCanvas(true);
     changed();
     emit answerChanged();
 }

@@ -18,6 +18,7 @@
 
 namespace corvantis {
 
+class CanvasViews;
 class ProjectPreferences;
 class SemanticSearcher;
 class SessionCore;
@@ -25,13 +26,15 @@ class UserFacingError;
 
 // The engine behind the Ask bar: it takes one question to rows on the canvas, shows each stage as a
 // step, reaches a model only through the AI client, runs Cypher only through the guard and read-only,
-// and keeps what it did in the project's history so that the same question later costs nothing.
+// and keeps what it did in the project's history so that the same question later costs nothing. Answers
+// go on the session's answer canvas, which shows the revealed groups that pass the answer filter.
 // Everything happens on the main thread except the database call, the model call and the word search,
 // which are awaited.
 class AskEngine : public QObject {
     Q_OBJECT
 public:
-    AskEngine(SessionCore& core, ProjectPreferences& preferences, QObject* parent = nullptr);
+    AskEngine(SessionCore& core, ProjectPreferences& preferences, CanvasViews& canvases,
+              QObject* parent = nullptr);
     ~AskEngine() override;
 
     const AskState& state() const { return m_state; }
@@ -99,9 +102,6 @@ public:
     void narrowAnswer(const AskSettings& settings);
     const AnswerFilter& answerFilter() const { return m_filter; }
     void setAnswerFilter(const AnswerFilter& filter);
-    // The answer's records that are connected to the node, and those of them not on the canvas.
-    QSet<QString> answerNeighbours(const QString& id) const;
-    QStringList hiddenAnswerNeighbours(const QString& id) const;
 
 signals:
     void stateChanged();
@@ -174,9 +174,12 @@ private:
     QString renderedShape() const;
     void refilter();
     void placeRevealed();
+    // Puts `answerShown` on the answer canvas: afresh (a new answer) or by the difference, then fits.
+    void placeOnCanvas(bool fresh);
 
     SessionCore& m_core;
     ProjectPreferences& m_preferences;
+    CanvasViews& m_canvases;
     SemanticSearcher* m_searcher = nullptr;
     AskState m_state;
     std::shared_ptr<Flow> m_flow;
@@ -184,7 +187,10 @@ private:
     QList<QStringList> m_answerGroups;
     QSet<QString> m_answerShown;
     QHash<QString, double> m_answerRanks;
-    TextSearch::KeyMemo m_keyMemo;
+    // Every record's texts folded for word search, and the `topology` they were folded at.
+    std::shared_ptr<const TextSearch::Folded> m_folded;
+    int m_foldedTopology = -1;
+    QString m_foldedTitling; // the tables' titles they were ranked by
 };
 
 } // namespace corvantis

@@ -1,6 +1,7 @@
 // The flows that search rather than translate: routing, search by meaning and word search.
 #include "app/ask/AskEngine.h"
 #include "app/ask/SemanticSearcher.h"
+#include "app/canvas/CanvasViews.h"
 #include "app/graph/ProjectPreferences.h"
 #include "app/graph/SessionCore.h"
 #include "kit/ai/AIClient.h"
@@ -42,9 +43,9 @@ QString routedTitle(const RoutePlan& plan) {
 
 // What the word search worker hands back.
 struct TextSearchRun {
-    QList<TextSearch::Row> rows;
-    TextSearch::KeyMemo memo;
-    double milliseconds = 0;
+    QueryOutput output;
+    // The folded texts the search used: those it was given, or made afresh.
+    std::shared_ptr<const TextSearch::Folded> folded;
     bool cancelled = false;
 };
 
@@ -408,6 +409,20 @@ QCoro::Task<> AskEngine::semanticFlow(std::shared_ptr<Flow> flow, QString questi
     m_state.highlightNodes = highlightNodes;
     m_state.highlightRels = highlightRels;
     m_answerShown = highlightNodes;
+    if (highlightNodes.isEmpty()) {
+        m_canvases.hideAnswer();
+    } else {
+        // The best matches first, then what they connect to.
+        QStringList order(highlightNodes.begin(), highlightNodes.end());
+        std::sort(order.begin(), order.end(), [this](const QString& a, const QString& b) {
+            const double ra = m_answerRanks.value(a, 0.0);
+            const double rb = m_answerRanks.value(b, 0.0);
+            return ra != rb ? ra > rb : a < b;
+        });
+        m_canvases.showAnswer(highlightNodes, order);
+        m_canvases.answer().rankAnswer(order);
+        m_canvases.answer().fitGraph({}, true);
+    }
     changed();
     emit answerChanged();
     HistoryEntry entry = HistoryEntry::make(question, m_state.cypher, m_state.explanation, settings.model,
@@ -472,36 +487,60 @@ QCoro::Task<> AskEngine::textFlow(std::shared_ptr<Flow> flow, QString question, 
     const QHash<QString, NodeRecord> nodes = m_core.nodes();
     const QHash<QString, RelRecord> rels = m_core.rels();
     const CancellationToken token = flow->token;
-    QFuture<TextSearchRun> searching =
-        QtConcurrent::run([nodes, rels, tables, memo = m_keyMemo, token]() mutable {
-            TextSearchRun result;
-            QElapsedTimer timer;
-            timer.start();
-            try {
-                result.rows = TextSearch::search(nodes, rels, tables, memo, token);
-            } catch (const Cancelled&) {
-                result.cancelled = true;
+    // The texts are folded once for a state of the records; a change of the records folds them again.
+    // Every table's title, for ranking the titles as they are folded; a change of them folds again too.
+    QHash<QString, TextSearch::Table> titles;
+    QString titling;
+    auto title = [&](const QString& table, const QString& typeName, const PropertyDef* property) {
+        titles.insert(table, TextSearch::Table{
+                                 typeName, property ? std::optional(property->column()) : std::nullopt, {}});
+        titling +=
+            table + QChar(1) + typeName + QChar(1) + (property ? property->column() : QString()) + QChar(2);
+    };
+    for (const NodeType& type : schema.nodeTypes)
+        title(type.table(), type.name, type.title());
+    for (const RelType& type : schema.relTypes)
+        title(type.table(), type.name, type.title());
+    std::shared_ptr<const TextSearch::Folded> folded;
+    if (m_folded && m_foldedTopology == m_core.topology() && m_foldedTitling == titling)
+        folded = m_folded;
+    const int topology = m_core.topology();
+    QFuture<TextSearchRun> searching = QtConcurrent::run([nodes, rels, tables, titles, folded, token]() {
+        TextSearchRun result;
+        QElapsedTimer timer;
+        timer.start();
+        try {
+            result.folded = folded ? folded
+                                   : std::make_shared<const TextSearch::Folded>(
+                                         TextSearch::fold(nodes, rels, titles, token));
+            const QList<TextSearch::Row> rows = TextSearch::search(*result.folded, tables, token);
+            // The answer's rows are made here too, so that the main thread only places them.
+            QueryOutput& output = result.output;
+            output.columns = {QStringLiteral("record")};
+            output.rows.reserve(rows.size());
+            for (const TextSearch::Row& row : rows) {
+                if (const auto node = nodes.constFind(row.id); node != nodes.constEnd())
+                    output.rows.append({GraphValue::node(*node)});
+                else if (const auto rel = rels.constFind(row.id); rel != rels.constEnd())
+                    output.rows.append({GraphValue::relationship(*rel)});
             }
-            result.milliseconds = timer.nsecsElapsed() / 1e6;
-            result.memo = std::move(memo);
-            return result;
-        });
+            output.totalRows = static_cast<int>(output.rows.size());
+        } catch (const Cancelled&) {
+            result.cancelled = true;
+        }
+        result.output.milliseconds = timer.nsecsElapsed() / 1e6;
+        return result;
+    });
     TextSearchRun ran = co_await searching;
     if (!alive(flow) || ran.cancelled)
         co_return;
-    m_keyMemo = std::move(ran.memo);
-
-    QueryOutput output;
-    output.columns = {QStringLiteral("record")};
-    output.rows.reserve(ran.rows.size());
-    for (const TextSearch::Row& row : ran.rows) {
-        if (const auto node = nodes.constFind(row.id); node != nodes.constEnd())
-            output.rows.append({GraphValue::node(*node)});
-        else if (const auto rel = rels.constFind(row.id); rel != rels.constEnd())
-            output.rows.append({GraphValue::relationship(*rel)});
+    // Kept only while the records are as they were folded.
+    if (m_core.topology() == topology) {
+        m_folded = ran.folded;
+        m_foldedTopology = topology;
+        m_foldedTitling = titling;
     }
-    output.totalRows = static_cast<int>(output.rows.size());
-    output.milliseconds = ran.milliseconds;
+    const QueryOutput& output = ran.output;
     finishStep(AskStep::Status::done, QStringLiteral("Searched names and text"),
                countText(output.rows.size(), QStringLiteral("match"), QStringLiteral("matches")) +
                    QStringLiteral(" \u00b7 ") + msText(output.milliseconds),

@@ -57,7 +57,7 @@ ProjectSession::ProjectSession(const Project& project, const ProjectLibrary& lib
           this))
     , m_shape(new ShapeEditor(*this, this))
     , m_preferences(new ProjectPreferences(settings, project.id, this))
-    , m_ask(new AskEngine(*this, *m_preferences, this)) {
+    , m_ask(new AskEngine(*this, *m_preferences, *m_canvases, this)) {
     connect(&m_canvases->graph(), &CanvasState::saveDue, this, &ProjectSession::saveLayout);
     open(std::move(openStore));
 

@@ -7,6 +7,12 @@
 #include "ui/build/BuildMessageField.h"
 #include "ui/build/BuildPanel.h"
 #include "kit/layout/DragKind.h"
+#include "ui/ask/AnswerPager.h"
+#include "ui/ask/AskBar.h"
+#include "ui/ask/AskHistoryList.h"
+#include "ui/ask/AskStepsView.h"
+#include "ui/ask/AskViews.h"
+#include "ui/ask/SearchInList.h"
 #include "ui/canvas/CanvasPage.h"
 #include "ui/canvas/CanvasView.h"
 #include "ui/canvas/CommandPalette.h"
@@ -79,7 +85,8 @@ ProjectView::ProjectView(AppModel& app, QWidget* parent)
     , m_table(new GraphTableView(m_graphFaces))
     , m_right(new RightPanel(m_columns))
     , m_palette(new CommandPalette(this))
-    , m_drawings(new DrawingOpener(this)) {
+    , m_drawings(new DrawingOpener(this))
+    , m_ask(new AskViews(app, this)) {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(0);
@@ -194,6 +201,15 @@ ProjectView::ProjectView(AppModel& app, QWidget* parent)
         m_build->messageField()->setFocus();
     });
 
+    // Ask: the bar in the toolbar, its steps as a face of the right panel, the answer's pager in the strip
+    // above the canvas, the saved questions in the sidebar.
+    setAskBar(m_ask->bar());
+    m_right->addFace(m_ask->steps(), QStringLiteral("Ask"));
+    if (auto* strip = qobject_cast<QBoxLayout*>(m_canvas->strip()->layout()))
+        strip->insertWidget(0, m_ask->pager());
+    addSidebarSection(m_ask->historySection());
+    connect(m_ask, &AskViews::stepsWanted, this, [this] { m_right->showFace(m_ask->steps()); });
+
     connect(m_shapeButton, &QToolButton::clicked, this, [this] {
         if (m_session)
             m_session->setMode(SessionMode::Shape);
@@ -250,6 +266,7 @@ void ProjectView::bindSession() {
     m_sidebar->setSession(session);
     m_right->setSession(session);
     m_palette->setSession(session);
+    m_ask->setSession(session);
     if (!session) {
         setNotesPanel(nullptr);
         return;

@@ -18,6 +18,7 @@ class QVBoxLayout;
 namespace corvantis {
 
 class AppModel;
+class AskViews;
 class CanvasPage;
 class CommandPalette;
 class ComposerDialog;
@@ -59,6 +60,7 @@ public:
     QToolButton* shapeButton() const { return m_shapeButton; }
     QToolButton* graphButton() const { return m_graphButton; }
     QToolButton* sidebarButton() const { return m_sidebarButton; }
+    AskViews* ask() const { return m_ask; }
 
     // The notes panel of the session (Ctrl+J), or null.
     bool showsNotes() const;
@@ -129,6 +131,7 @@ private:
     CommandPalette* m_palette;
     DrawingOpener* m_drawings;
     BuildPanel* m_build = nullptr;
+    AskViews* m_ask;
 };
 
 } // namespace corvantis

@@ -1,4 +1,5 @@
 #include "app/ask/SemanticSearcher.h"
+#include "app/canvas/CanvasViews.h"
 #include "kit/ai/QueryRouter.h"
 #include "tests/app/ask/AskTestSupport.h"
 
@@ -108,6 +109,13 @@ TEST(AskSearch, WordSearchRanksTitlesBeforeTextAndStartsNoProcess) {
     EXPECT_EQ(s.session->history().first().question, "DÜNE");
     EXPECT_TRUE(s.session->history().first().cypher.isEmpty());
     EXPECT_FALSE(s.session->history().first().shape);
+
+    // The texts are folded once, but a change of the records is searched as it now stands.
+    s.session->updateNode(messiah, {{"title", GraphValue::string("Messiah")}});
+    const QString later = s.add(s.book, "Dune Again");
+    askAndWait(*s.session, "dune", settings);
+    EXPECT_EQ(rowIds(s.engine()), (QStringList{dune, children, later, anathem, frank}));
+    s.session->updateNode(messiah, {{"title", GraphValue::string("Dune Messiah")}});
 
     // A scope: only the summaries.
     askAndWait(*s.session, "::Book:summary:: dune", settings);
@@ -343,7 +351,7 @@ TEST(AskAnswers, PagesFacetsAndTheFilter) {
     ASSERT_TRUE(engine.answerHub());
     EXPECT_EQ(engine.answerHub()->id, ada);
     EXPECT_EQ(engine.answerHub()->count, 5);
-    EXPECT_EQ(engine.answerNeighbours(ada).size(), 5);
+    EXPECT_EQ(r.session->canvases().answer().answerNeighbours(ada).size(), 5);
 
     // The filter narrows the groups and keeps `revealed` within them.
     AnswerFilter filter;
@@ -360,4 +368,60 @@ TEST(AskAnswers, PagesFacetsAndTheFilter) {
     EXPECT_EQ(engine.answerShown(), (QSet<QString>{ada, books[0]}));
     EXPECT_EQ(near.title(), "1 filter shown");
     EXPECT_EQ(tools.runCount(), 0); // filtering sends nothing
+}
+
+TEST(AskAnswers, GoOnTheAnswerCanvasAndLeaveItWhenCleared) {
+    Reading r;
+    const QString ada = r.add(r.person, "Ada");
+    QStringList books;
+    for (int i = 0; i < 120; ++i)
+        books.append(r.add(r.book, QString("Book %1").arg(i, 3, 10, QChar('0'))));
+    r.link("wrote", ada, books[0]);
+    r.link("wrote", ada, books[1]);
+    AskEngine& engine = r.session->askEngine();
+    CanvasViews& canvases = r.session->canvases();
+    const QSet<QString> graphBefore = canvases.graph().shown();
+    const AskSettings raw = askSettings(QueryMode::Raw);
+
+    // A first page of the answer on the answer's canvas, which becomes the one in use.
+    askAndWait(*r.session, "MATCH (b:Book) RETURN b ORDER BY b.title", raw);
+    EXPECT_TRUE(canvases.showsAnswer());
+    EXPECT_EQ(&canvases.current(), &canvases.answer());
+    EXPECT_EQ(canvases.answer().shown(), engine.answerShown());
+    EXPECT_EQ(canvases.answer().shown().size(), 30);
+    EXPECT_TRUE(canvases.answer().shown().contains(books[0]));
+    EXPECT_FALSE(canvases.answer().shown().contains(books[30]));
+    EXPECT_EQ(canvases.answer().answerIds().size(), 120);
+    EXPECT_EQ(canvases.answer().answerRanks().value(books[0]), 0);
+    EXPECT_EQ(canvases.answer().answerRanks().value(books[119]), 119);
+    EXPECT_EQ(canvases.graph().shown(), graphBefore); // the graph's canvas is left as it was
+
+    // More pages come onto it; the filter takes off what it hides.
+    engine.showMoreAnswer();
+    EXPECT_EQ(canvases.answer().shown().size(), 60);
+    EXPECT_TRUE(canvases.answer().shown().contains(books[59]));
+    EXPECT_FALSE(canvases.answer().shown().contains(books[60]));
+    askAndWait(*r.session, "MATCH (p:Person)-[w:wrote]->(b:Book) RETURN p, w, b", raw);
+    EXPECT_EQ(canvases.answer().shown(), (QSet<QString>{ada, books[0], books[1]}));
+    AnswerFilter filter;
+    filter.hiddenTypes.insert(r.person.table());
+    engine.setAnswerFilter(filter);
+    EXPECT_EQ(canvases.answer().shown(), (QSet<QString>{books[0], books[1]}));
+    EXPECT_EQ(canvases.answer().shown(), engine.answerShown());
+    engine.setAnswerFilter(AnswerFilter());
+    EXPECT_EQ(canvases.answer().shown(), (QSet<QString>{ada, books[0], books[1]}));
+
+    // An answer without records (a count) leaves the graph in view.
+    askAndWait(*r.session, "MATCH (b:Book) RETURN count(b) AS n", raw);
+    EXPECT_FALSE(canvases.showsAnswer());
+
+    // Clearing goes back to the graph's canvas and empties the answer's.
+    askAndWait(*r.session, "MATCH (b:Book) RETURN b LIMIT 3", raw);
+    EXPECT_TRUE(canvases.showsAnswer());
+    engine.clearAsk();
+    EXPECT_FALSE(canvases.showsAnswer());
+    EXPECT_EQ(&canvases.current(), &canvases.graph());
+    EXPECT_TRUE(canvases.answer().shown().isEmpty());
+    EXPECT_TRUE(canvases.answer().answerIds().isEmpty());
+    EXPECT_EQ(canvases.graph().shown(), graphBefore);
 }
