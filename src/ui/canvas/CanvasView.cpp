@@ -17,6 +17,7 @@
 #include <QRandomGenerator>
 #include <QWheelEvent>
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 namespace corvantis {
@@ -35,6 +36,63 @@ constexpr int maxArrowEdges = 4000;
 constexpr double brushRadius = 18; // screen points
 constexpr int titleLength = 28;
 constexpr size_t maxBadgeNodes = 1500; // beyond this, counting hidden neighbours costs more than it tells
+
+// Qt's raster engine hands any batch of more than about a hundred spans to its thread pool and waits for
+// it; a cosmetic pen collects the pixels of consecutive lines into batches of 255, so one drawLines call
+// over thousands of short edges becomes thousands of hand-offs between threads. Drawing the lines in
+// groups of fewer pixels than that keeps every batch on this thread. Long lines are cut into pieces.
+constexpr double pixelsPerBatch = 80;
+
+void drawLinesBatched(QPainter& painter, const std::vector<QLineF>& lines, std::vector<QLineF>& batch) {
+    batch.clear();
+    double pixels = 0;
+    auto flush = [&] {
+        if (!batch.empty())
+            painter.drawLines(batch.data(), int(batch.size()));
+        batch.clear();
+        pixels = 0;
+    };
+    for (const QLineF& line : lines) {
+        const double length = std::max(std::abs(line.dx()), std::abs(line.dy())) + 1;
+        if (length > pixelsPerBatch) {
+            flush();
+            const int pieces = int(std::ceil(length / pixelsPerBatch));
+            for (int k = 0; k < pieces; ++k) {
+                const QLineF piece(line.pointAt(double(k) / pieces), line.pointAt(double(k + 1) / pieces));
+                painter.drawLine(piece);
+            }
+            continue;
+        }
+        if (pixels + length > pixelsPerBatch)
+            flush();
+        batch.push_back(line);
+        pixels += length;
+    }
+    flush();
+}
+
+// The same for curves: each group of curves whose control polygons stay short is stroked together.
+void drawCurvesBatched(QPainter& painter, const std::vector<std::array<QPointF, 4>>& curves) {
+    QPainterPath path;
+    double pixels = 0;
+    auto flush = [&] {
+        if (!path.isEmpty())
+            painter.drawPath(path);
+        path.clear();
+        pixels = 0;
+    };
+    for (const auto& c : curves) {
+        double length = 1;
+        for (int k = 0; k < 3; ++k)
+            length += std::max(std::abs(c[k + 1].x() - c[k].x()), std::abs(c[k + 1].y() - c[k].y()));
+        if (pixels + length > pixelsPerBatch)
+            flush();
+        path.moveTo(c[0]);
+        path.cubicTo(c[1], c[2], c[3]);
+        pixels += length;
+    }
+    flush();
+}
 
 QString shortTitle(const QString& title) {
     return title.size() <= titleLength ? title : title.left(titleLength - 1) + QChar(0x2026);
@@ -358,19 +416,20 @@ void CanvasView::paintCanvas(QPainter& painter, const QRect& area) {
         const auto curves = EdgeGeometry::curves(wanted, world, radius);
         if (arrows)
             lines.clear();
-        QPainterPath path;
+        std::vector<std::array<QPointF, 4>> bent;
         QPainterPath heads;
         QPainterPath chosen;
         for (const auto& drawn : curves) {
             const Curve& c = drawn.curve;
             const QPointF p0 = vp.toScreen(c.p0), p3 = vp.toScreen(c.p3);
             const QPointF p1 = vp.toScreen(c.p1), p2 = vp.toScreen(c.p2);
-            QPainterPath& target = selection.namesRelationship(drawn.id) ? chosen : path;
-            if (!drawn.loop && drawn.bend == 0 && !selection.namesRelationship(drawn.id)) {
+            if (selection.namesRelationship(drawn.id)) {
+                chosen.moveTo(p0);
+                chosen.cubicTo(p1, p2, p3);
+            } else if (!drawn.loop && drawn.bend == 0) {
                 lines.emplace_back(p0, p3);
             } else {
-                target.moveTo(p0);
-                target.cubicTo(p1, p2, p3);
+                bent.push_back({p0, p1, p2, p3});
             }
             if (arrows) {
                 const auto head = c.arrowhead(arrowSize);
@@ -382,8 +441,8 @@ void CanvasView::paintCanvas(QPainter& painter, const QRect& area) {
                 ++m_stats.arrowheads;
             }
         }
-        painter.drawLines(lines.data(), int(lines.size()));
-        painter.drawPath(path);
+        drawLinesBatched(painter, lines, m_lineBatch);
+        drawCurvesBatched(painter, bent);
         if (!heads.isEmpty())
             painter.fillPath(heads, edgeColour);
         if (!chosen.isEmpty()) {
@@ -391,7 +450,7 @@ void CanvasView::paintCanvas(QPainter& painter, const QRect& area) {
             painter.drawPath(chosen);
         }
     } else {
-        painter.drawLines(lines.data(), int(lines.size()));
+        drawLinesBatched(painter, lines, m_lineBatch);
     }
 
     // -- Nodes -----------------------------------------------------------------------------------------

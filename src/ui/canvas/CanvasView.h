@@ -6,6 +6,7 @@
 
 #include <QHash>
 #include <QImage>
+#include <QLineF>
 #include <QPointer>
 #include <QSet>
 #include <QUuid>
@@ -133,6 +134,7 @@ private:
     std::vector<Edge> m_edges;
     std::vector<QColor> m_colours;
     QHash<quint64, QImage> m_sprites;
+    std::vector<QLineF> m_lineBatch; // reused by every frame's edge drawing
     bool m_dirty = true;
     int m_builtTopology = -1;
     int m_builtLens = -1;
