@@ -3,7 +3,7 @@ BUILD ?= build
 CMAKE_FLAGS ?=
 ENGINES_ENV := $(BUILD)/engines.env
 
-.PHONY: all deps packages engines configure build run test asan bench bench-layout format clean
+.PHONY: all deps packages engines configure build run test asan bench bench-layout format clean mcp-client
 
 all: build
 
@@ -28,7 +28,19 @@ build: configure
 run: build
 	@$(BUILD)/bin/corvantis
 
-test: build
+# The official MCP SDK client that one connector test drives the relay with, pinned with its integrity
+# in tests/mcp-client/package-lock.json. Without Node.js that test says so and is skipped.
+MCP_CLIENT := tests/mcp-client
+mcp-client:
+	@if command -v npm >/dev/null 2>&1 && command -v node >/dev/null 2>&1; then \
+	  if [ ! -f $(MCP_CLIENT)/node_modules/.package-lock.json ] || \
+	     [ $(MCP_CLIENT)/package-lock.json -nt $(MCP_CLIENT)/node_modules/.package-lock.json ]; then \
+	    echo "mcp-client: installing the pinned MCP SDK"; \
+	    cd $(MCP_CLIENT) && npm ci --no-audit --no-fund --loglevel=error; \
+	  fi; \
+	fi
+
+test: build mcp-client
 	@cd $(BUILD) && ctest --output-on-failure --parallel $$(nproc) --timeout 600
 
 # The whole suite in a Debug build under AddressSanitizer and UndefinedBehaviorSanitizer, in its own

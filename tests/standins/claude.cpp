@@ -237,6 +237,47 @@ int update(const Run& run) {
 
 } // namespace
 
+// `claude mcp remove|add --scope user {name} [-- {command} {args}]` as the real tool does it: user-scoped
+// servers under "mcpServers" of ~/.claude.json; removing a server that isn't there, or adding one that
+// is, fails.
+int mcp(const Run& run) {
+    record(run);
+    const QStringList& a = run.arguments;
+    if (a.size() < 5 || a[2] != "--scope" || a[3] != "user")
+        refuse({"unexpected mcp arguments " + a.join(' ')});
+    const QString path = QDir(qEnvironmentVariable("HOME")).filePath(".claude.json");
+    QFile file(path);
+    QJsonObject root;
+    if (file.open(QIODevice::ReadOnly))
+        root = QJsonDocument::fromJson(file.readAll()).object();
+    file.close();
+    QJsonObject servers = root.value("mcpServers").toObject();
+    const QString name = a[4];
+    if (a[1] == "remove" && a.size() == 5) {
+        if (!servers.contains(name)) {
+            err(("No user-scoped MCP server found with name: " + name + "\n").toUtf8());
+            return 1;
+        }
+        servers.remove(name);
+    } else if (a[1] == "add" && a.size() >= 7 && a[5] == "--") {
+        if (servers.contains(name)) {
+            err(("MCP server " + name + " already exists in user config\n").toUtf8());
+            return 1;
+        }
+        servers.insert(name, QJsonObject{{"type", "stdio"},
+                                         {"command", a[6]},
+                                         {"args", QJsonArray::fromStringList(a.mid(7))},
+                                         {"env", QJsonObject()}});
+    } else {
+        refuse({"unexpected mcp arguments " + a.join(' ')});
+    }
+    root.insert("mcpServers", servers);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
+        refuse({"can't write " + path});
+    file.write(QJsonDocument(root).toJson());
+    return 0;
+}
+
 int main(int argc, char** argv) {
     hangIfAsked(argc, argv);
     const bool isLogin = argc >= 3 && QByteArray(argv[1]) == "auth" && QByteArray(argv[2]) == "login";
@@ -255,6 +296,8 @@ int main(int argc, char** argv) {
         return update(run);
     if (run.arguments.value(0) == "-p")
         return print(run);
+    if (run.arguments.value(0) == "mcp")
+        return mcp(run);
     record(run);
     refuse({"unexpected arguments " + run.arguments.join(' ')});
 }

@@ -2,6 +2,9 @@
 
 #include "app/ai/AIConnection.h"
 #include "app/graph/ProjectSession.h"
+#include "app/mcp/MCPConnections.h"
+#include "app/mcp/MCPService.h"
+#include "app/mcp/MCPTools.h"
 #include "kit/support/UserFacingError.h"
 
 namespace corvantis {
@@ -22,8 +25,16 @@ AppModel::AppModel(std::unique_ptr<Settings> settings, const QString& libraryRoo
     , m_library(libraryRoot) {
     for (AIProvider provider : AIProvider::allCases())
         m_connections.insert(provider, new AIConnection(provider, this));
-    // The connector's client entries and the publisher are built here once they exist.
+    // The publisher is built here once it exists.
     m_allowsMCP = m_settings->mcpEnabled();
+    m_mcpTools = new MCPTools(this, this);
+    m_mcpService = new MCPService(
+        [tools = m_mcpTools](QString name, QJsonObject arguments, MCPClient client) {
+            return tools->call(std::move(name), std::move(arguments), std::move(client));
+        },
+        QCoreApplication::applicationVersion(), this);
+    connect(m_mcpTools, &MCPTools::frontRequested, this, &AppModel::frontRequested);
+    m_mcpConnections = new MCPConnections(this);
     m_sidebarHidden = m_settings->sidebarHidden();
 
     // The embedding model manager ("Models" beside "Projects") is built here once it exists.
@@ -39,7 +50,8 @@ AppModel::AppModel(std::unique_ptr<Settings> settings, const QString& libraryRoo
 
     m_projects = m_library.projects();
 
-    // The connector server starts here (port 47820) when allowsMCP holds, once it exists.
+    if (m_allowsMCP)
+        m_mcpService->start();
 
     if (auto last = m_settings->lastProject()) {
         for (const Project& project : std::as_const(m_projects)) {
@@ -99,6 +111,10 @@ void AppModel::setAllowsMCP(bool allows) {
         return;
     m_allowsMCP = allows;
     m_settings->setMcpEnabled(allows);
+    if (allows)
+        m_mcpService->start();
+    else
+        m_mcpService->stop();
     emit allowsMCPChanged();
 }
 
@@ -259,6 +275,7 @@ QString AppModel::deleteConfirmation() {
 }
 
 QCoro::Task<> AppModel::prepareToQuit() {
+    m_mcpService->stop();
     closeSession();
     setSession(nullptr);
     // The embedding model manager's shutdown is awaited here once it exists.

@@ -15,6 +15,9 @@
 namespace corvantis {
 
 class AIConnection;
+class MCPConnections;
+class MCPService;
+class MCPTools;
 class ProjectSession;
 
 // What the command palette lists.
@@ -56,7 +59,11 @@ public:
     void setRouterEffort(AIEffort effort);
 
     bool allowsMCP() const { return m_allowsMCP; }
+    // Stores the choice and starts or stops the connector with it.
     void setAllowsMCP(bool allows);
+    // The connector: its listener (running while allowsMCP holds) and the client apps' entries.
+    MCPService& mcpService() const { return *m_mcpService; }
+    MCPConnections& mcpConnections() const { return *m_mcpConnections; }
     QueryMode queryMode() const { return m_queryMode; }
     void setQueryMode(QueryMode mode);
     Appearance appearance() const { return m_appearance; }
@@ -110,6 +117,8 @@ signals:
     void renamingChanged();
     void deletingChanged();
     void noticeChanged();
+    // A connected app showed the person something: the window comes to the front.
+    void frontRequested();
 
 private:
     void setSession(ProjectSession* session);
@@ -133,6 +142,9 @@ private:
     std::optional<Project> m_renaming;
     std::optional<Project> m_deleting;
     std::optional<QString> m_notice;
+    MCPTools* m_mcpTools = nullptr;
+    MCPService* m_mcpService = nullptr;
+    MCPConnections* m_mcpConnections = nullptr;
     // Sessions that are closing; quitting awaits them.
     QList<std::shared_ptr<QCoro::Task<>>> m_closing;
 };

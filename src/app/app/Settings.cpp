@@ -161,6 +161,24 @@ void Settings::setAddsByHand(bool byHand) {
     m_settings->setValue("graph.addsByHand", byHand);
 }
 
+int Settings::neighbourLimit() const {
+    bool ok = false;
+    const int limit = m_settings->value("graph.neighbourLimit").toInt(&ok);
+    return ok && limit >= 1 ? limit : 25;
+}
+
+void Settings::setNeighbourLimit(int limit) {
+    m_settings->setValue("graph.neighbourLimit", limit);
+}
+
+QString Settings::savedLens(const QUuid& project) const {
+    return m_settings->value(scopeKey("lens.", project)).toString();
+}
+
+void Settings::setSavedLens(const QUuid& project, const QString& json) {
+    m_settings->setValue(scopeKey("lens.", project), json);
+}
+
 QSet<QUuid> Settings::searchScope(const QUuid& project) const {
     return uuidSet(m_settings->value(scopeKey("searchScope.", project)));
 }

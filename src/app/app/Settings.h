@@ -61,6 +61,15 @@ public:
     QSet<QUuid> textScope(const QUuid& project) const;
     void setTextScope(const QUuid& project, const QSet<QUuid>& excluded);
 
+    // "graph.neighbourLimit": how many nodes one expansion brings; missing or below 1 means 25.
+    int neighbourLimit() const;
+    void setNeighbourLimit(int limit);
+
+    // "lens.{project id}": the saved lens of a project's graph canvas, the JSON text of
+    // `CanvasLens::Saved`; empty when none is kept.
+    QString savedLens(const QUuid& project) const;
+    void setSavedLens(const QUuid& project, const QString& json);
+
     // An old key that is removed at every start and never read.
     void removeApiKey();
 

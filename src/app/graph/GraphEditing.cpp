@@ -1,5 +1,6 @@
 // The session's edits of nodes and relationships, each with its undo step.
 #include "app/canvas/CanvasState.h"
+#include "app/canvas/CanvasViews.h"
 #include "app/graph/ProjectSession.h"
 #include "app/undo/UndoStack.h"
 #include "kit/schema/Identifier.h"
@@ -60,7 +61,7 @@ void ProjectSession::dropFromMemory(const QSet<QString>& nodeIds, const QSet<QSt
         m_nodes.remove(id);
     for (const QString& id : relIds)
         m_rels.remove(id);
-    m_graphCanvas->forget(nodeIds);
+    m_canvases->forget(nodeIds + relIds);
     for (const QString& id : m_selection.ids) {
         if (nodeIds.contains(id) || relIds.contains(id)) {
             setSelection(GraphSelection());
@@ -133,9 +134,9 @@ bool ProjectSession::insert(NodeRecord node, std::optional<QPointF> at, bool pin
     m_nodes.insert(node.id, node);
     for (const RelRecord& rel : std::as_const(rels))
         m_rels.insert(rel.id, rel);
-    m_graphCanvas->put(node.id, at);
+    m_canvases->graph().put(node.id, at);
     if (pin)
-        m_graphCanvas->pin(node.id);
+        m_canvases->graph().pin(node.id);
     rebuildDerived();
     registerUndo(QStringLiteral("Add Node"), [this, id = node.id] { deleteNode(id); });
     return true;
@@ -289,7 +290,7 @@ bool ProjectSession::setValueFromText(const QString& recordId, const QUuid& prop
 ProjectSession::Removal ProjectSession::removal(const QList<NodeRecord>& nodes,
                                                 const QList<RelRecord>& rels) const {
     Removal removal{nodes, rels, {}, {}, {}};
-    const CanvasState& canvas = *m_graphCanvas;
+    const CanvasState& canvas = m_canvases->graph();
     for (const NodeRecord& node : nodes) {
         if (canvas.positions().contains(node.id))
             removal.positions.insert(node.id, canvas.positions().value(node.id));
@@ -461,9 +462,9 @@ void ProjectSession::restoreRecords(const Removal& taken, const QString& action)
         m_nodes.insert(node.id, node);
         nodeIds.append(node.id);
         const auto at = taken.positions.constFind(node.id);
-        m_graphCanvas->restoreNode(node.id,
-                                   at != taken.positions.cend() ? std::optional<QPointF>(*at) : std::nullopt,
-                                   taken.shown.contains(node.id), taken.pinned.contains(node.id));
+        m_canvases->graph().restoreNode(
+            node.id, at != taken.positions.cend() ? std::optional<QPointF>(*at) : std::nullopt,
+            taken.shown.contains(node.id), taken.pinned.contains(node.id));
     }
     QStringList relIds;
     for (const RelRecord& rel : std::as_const(restoredRels)) {
@@ -494,7 +495,7 @@ GraphAdded ProjectSession::applyGraphPlan(const GraphPlan& plan) {
     QSet<QString> show(plan.merged.begin(), plan.merged.end());
     const qsizetype count = plan.nodes.size();
     const double radius = std::sqrt(double(count)) * 36 + 40;
-    const QPointF centre = m_graphCanvas->viewCentre();
+    const QPointF centre = m_canvases->graph().viewCentre();
     for (qsizetype i = 0; i < count; ++i) {
         const double angle = double(i) / double(count) * 2 * M_PI + double(i) * 0.37;
         const double distance = radius * (double((i * 7919) % 100) * 0.6 / 100 + 0.4);
@@ -531,7 +532,7 @@ GraphAdded ProjectSession::applyGraphPlan(const GraphPlan& plan) {
         setSelection(GraphSelection());
         for (const QString& id : std::as_const(show))
             if (m_nodes.contains(id))
-                m_graphCanvas->put(id, std::nullopt);
+                m_canvases->graph().put(id, std::nullopt);
     }
     if (m_undo) {
         m_undo->setActionName(plan.changesGraph() ? QStringLiteral("Change Graph with AI")

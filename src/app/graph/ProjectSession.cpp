@@ -2,6 +2,7 @@
 
 #include "app/build/SessionBuilds.h"
 #include "app/canvas/CanvasState.h"
+#include "app/canvas/CanvasViews.h"
 #include "app/graph/ProjectPreferences.h"
 #include "app/undo/UndoStack.h"
 #include "kit/graph/GraphDerived.h"
@@ -17,7 +18,6 @@ namespace {
 
 // Above this many nodes a layout without a saved `shown` opens on an empty canvas.
 constexpr int showAllLimit = 300;
-constexpr int layoutSaveDelayMs = 600;
 
 QString unavailableNotice(const QString& projectName, const GraphStoreError& error) {
     if (error.kind() == GraphStoreError::Kind::Locked)
@@ -47,12 +47,21 @@ ProjectSession::ProjectSession(const Project& project, const ProjectLibrary& lib
     : QObject(parent)
     , m_project(project)
     , m_library(library)
-    , m_graphCanvas(new CanvasState(layoutSaveDelayMs, this))
+    , m_canvases(new CanvasViews(
+          *this, settings,
+          [this](const QStringList& nodes, const QStringList& rels) {
+              removeRecords(nodes, rels, QStringLiteral("Delete"));
+          },
+          this))
     , m_shape(new ShapeEditor(*this, this))
     , m_preferences(new ProjectPreferences(settings, project.id, this)) {
-    connect(m_graphCanvas, &CanvasState::saveDue, this, &ProjectSession::saveLayout);
+    connect(&m_canvases->graph(), &CanvasState::saveDue, this, &ProjectSession::saveLayout);
     open(std::move(openStore));
+<<<<<<< HEAD
     m_builds = new SessionBuilds(*this, settings, this);
+=======
+    m_canvases->restoreLens();
+>>>>>>> connector
 }
 
 ProjectSession::~ProjectSession() {
@@ -114,7 +123,7 @@ void ProjectSession::openGraph(const SessionStoreOpener& openStore) {
         }
     }
     const GraphLayout layout = m_library.layout(m_project.id);
-    m_graphCanvas->restore(layout, QSet<QString>(m_nodes.keyBegin(), m_nodes.keyEnd()), showAllLimit);
+    m_canvases->graph().restore(layout, QSet<QString>(m_nodes.keyBegin(), m_nodes.keyEnd()), showAllLimit);
     rebuildDerived();
 }
 
@@ -183,8 +192,11 @@ bool ProjectSession::reloadGraph() {
         m_rels.clear();
         setNotice(recordsLostNotice);
     }
-    m_graphCanvas->keepOnly(
-        [this](const QString& id) { return m_nodes.contains(id) || m_rels.contains(id); });
+    const auto exists = [this](const QString& id) {
+        return m_nodes.contains(id) || m_rels.contains(id);
+    };
+    m_canvases->graph().keepOnly(exists);
+    m_canvases->answer().keepOnly(exists);
     for (const QString& id : m_selection.ids) {
         if (!m_nodes.contains(id) && !m_rels.contains(id)) {
             setSelection(GraphSelection());
@@ -351,7 +363,7 @@ void ProjectSession::saveLayout() {
     if (!m_project.isFinalized() || m_graphUnavailable || m_recordsLost)
         return;
     try {
-        m_library.saveLayout(m_graphCanvas->layout(), m_project.id);
+        m_library.saveLayout(m_canvases->graph().layout(), m_project.id);
     } catch (const UserFacingError&) {
         // The layout is a convenience: a failure to write it must not disturb the person's work.
     }
@@ -361,7 +373,7 @@ QCoro::Task<> ProjectSession::close() {
     if (m_closed)
         co_return;
     m_closed = true;
-    m_graphCanvas->stopSaving();
+    m_canvases->shutDown();
     saveLayout();
     retryPendingSave();
     if (m_undo)
@@ -376,6 +388,10 @@ QCoro::Task<> ProjectSession::close() {
     }
     emit closed();
     co_return;
+}
+
+CanvasState& ProjectSession::graphCanvas() const {
+    return m_canvases->graph();
 }
 
 // -- Plain state -------------------------------------------------------------------------------------

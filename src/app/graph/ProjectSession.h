@@ -24,6 +24,7 @@
 namespace corvantis {
 
 class CanvasState;
+class CanvasViews;
 class ProjectPreferences;
 class SessionBuilds;
 class Settings;
@@ -39,9 +40,9 @@ enum class SessionMode { Shape, Graph };
 // maps in memory, then to the undo stack, so the maps never hold what the database refused; every
 // failure ends in `notice`.
 //
-// The components: the graph canvas's state (`graphCanvas`), the shape editor (`shape`) and the project's
-// preferences (`preferences`). They reach the core through `SessionCore`; the session forwards the shape
-// operations under their own names.
+// The components: the canvases (`canvases`: the graph's and the answer's, the loop, the removal draft),
+// the shape editor (`shape`) and the project's preferences (`preferences`). They reach the core through
+// `SessionCore`; the session forwards the shape operations; `canvases().current()` is the canvas in use.
 class ProjectSession : public QObject, public SessionCore {
     Q_OBJECT
 public:
@@ -79,11 +80,11 @@ public:
     const QHash<QString, NodeRecord>& nodes() const override { return m_nodes; }
     const QHash<QString, RelRecord>& rels() const override { return m_rels; }
     // Every node, and every relationship end that is no node, by number, with its neighbours as numbers.
-    const GraphDerived::NodeIndex& nodeIndex() const { return m_derived.index; }
+    const GraphDerived::NodeIndex& nodeIndex() const override { return m_derived.index; }
     const QHash<QString, int>& typeCounts() const { return m_derived.typeCounts; }
     const QHash<QString, int>& relCounts() const { return m_derived.relCounts; }
     // Raised whenever the set of nodes or relationships changes.
-    int topology() const { return m_topology; }
+    int topology() const override { return m_topology; }
 
     // The table that holds records of a node or relationship type, by the shape the database holds;
     // absent for a type the database doesn't have yet.
@@ -111,14 +112,14 @@ public:
 
     // -- Session state that views and Build share ------------------------------------------------------
 
-    const GraphSelection& selection() const { return m_selection; }
-    void setSelection(const GraphSelection& selection);
+    const GraphSelection& selection() const override { return m_selection; }
+    void setSelection(const GraphSelection& selection) override;
 
     const QList<HistoryEntry>& history() const { return m_history; }
 
     // -- Components ------------------------------------------------------------------------------------
-
-    CanvasState& graphCanvas() const { return *m_graphCanvas; }
+    CanvasViews& canvases() const { return *m_canvases; }
+    CanvasState& graphCanvas() const;
     ShapeEditor& shape() const { return *m_shape; }
     // The search scopes and the Build default; the two build chats, graph and shape.
     ProjectPreferences& preferences() const { return *m_preferences; }
@@ -168,7 +169,6 @@ public:
     static PropertyMap withDefaults(const PropertyMap& values, const QList<PropertyDef>* properties);
 
     // -- Editing the shape (carried out by `shape`) ------------------------------------------------------
-
     std::optional<QUuid> addNodeType(QPointF at) { return m_shape->addNodeType(at); }
     void deleteShapeSelection() { m_shape->deleteShapeSelection(); }
     void deleteRelType(const QUuid& id) { m_shape->deleteRelType(id); }
@@ -290,7 +290,7 @@ private:
     QPointer<UndoStack> m_undo;
     bool m_closed = false;
 
-    CanvasState* m_graphCanvas;
+    CanvasViews* m_canvases;
     ShapeEditor* m_shape;
     ProjectPreferences* m_preferences;
     SessionBuilds* m_builds = nullptr;

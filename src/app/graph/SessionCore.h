@@ -1,6 +1,8 @@
 #pragma once
 
+#include "app/graph/GraphSelection.h"
 #include "app/shape/DataLossConfirmation.h"
+#include "kit/graph/GraphDerived.h"
 #include "kit/graph/MovedValue.h"
 #include "kit/projects/Project.h"
 #include "kit/schema/GraphValue.h"
@@ -52,6 +54,13 @@ public:
     // `putBack`, the migration writes no defaults and renames no options: it puts back exactly those
     // values instead (an undo of a change that moved them).
     virtual ShapeChange applyShape(const GraphSchema& after, const QList<MovedValue>* putBack = nullptr) = 0;
+
+    // What the canvases read: the neighbours by number, the count raised by every change of the records,
+    // and the selection they share.
+    virtual const GraphDerived::NodeIndex& nodeIndex() const = 0;
+    virtual int topology() const = 0;
+    virtual const GraphSelection& selection() const = 0;
+    virtual void setSelection(const GraphSelection& selection) = 0;
 };
 
 } // namespace corvantis

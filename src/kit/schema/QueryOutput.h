@@ -12,6 +12,8 @@ struct QueryOutput {
     QList<QList<GraphValue>> rows;
     int totalRows = 0; // may exceed rows.size()
     double milliseconds = 0;
+    // The query found more rows than it holds.
+    bool isTruncated() const { return totalRows > rows.size(); }
     bool operator==(const QueryOutput& other) const = default;
 };
 

@@ -3,6 +3,7 @@
 #include "app/app/AppModel.h"
 #include "ui/design/Theme.h"
 #include "ui/settings/AIPane.h"
+#include "ui/settings/ConnectorPane.h"
 
 #include <QComboBox>
 #include <QFormLayout>
@@ -24,6 +25,7 @@ SettingsWindow::SettingsWindow(AppModel& app, QWidget* parent)
     m_panes->setDocumentMode(true);
     m_panes->addTab(makeGeneralPane(), QStringLiteral("General"));
     m_panes->addTab(new AIPane(app, m_panes), QStringLiteral("AI"));
+    m_panes->addTab(new ConnectorPane(app, m_panes), QStringLiteral("Connector"));
 }
 
 QWidget* SettingsWindow::makeGeneralPane() {

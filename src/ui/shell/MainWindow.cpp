@@ -44,6 +44,12 @@ MainWindow::MainWindow(AppModel& app, AppDelegate& delegate, QWidget* parent)
     connect(&m_app, &AppModel::sessionChanged, this, &MainWindow::syncTopState);
     connect(&m_app, &AppModel::noticeChanged, this, &MainWindow::syncNotice);
     connect(&m_app, &AppModel::deletingChanged, this, &MainWindow::confirmDelete, Qt::QueuedConnection);
+    // A connected AI app showed the person some nodes.
+    connect(&m_app, &AppModel::frontRequested, this, [this] {
+        showNormal();
+        raise();
+        activateWindow();
+    });
     connect(&m_delegate, &AppDelegate::readyToTerminate, this, [this] {
         m_mayClose = true;
         close();
