@@ -57,11 +57,8 @@ ProjectSession::ProjectSession(const Project& project, const ProjectLibrary& lib
     , m_preferences(new ProjectPreferences(settings, project.id, this)) {
     connect(&m_canvases->graph(), &CanvasState::saveDue, this, &ProjectSession::saveLayout);
     open(std::move(openStore));
-<<<<<<< HEAD
     m_builds = new SessionBuilds(*this, settings, this);
-=======
     m_canvases->restoreLens();
->>>>>>> connector
 }
 
 ProjectSession::~ProjectSession() {
