@@ -602,6 +602,127 @@ void BuildChat::stop() {
             finish(turn, BuildTurnRecord::Status::Stopped);
 }
 
+// -- Drafts from connected apps ------------------------------------------------------------------------
+
+BuildTurn* BuildChat::turn(const QString& id) const {
+    const std::optional<QUuid> wanted = json::parseUuid(id.trimmed());
+    if (!wanted)
+        return nullptr;
+    for (BuildTurn* turn : m_turns)
+        if (turn->id == *wanted)
+            return turn;
+    return nullptr;
+}
+
+BuildTurn* BuildChat::turn(const QString& request, const QString& from, QObject* parent) {
+    auto* turn = new BuildTurn(parent);
+    turn->text = request.trimmed();
+    turn->source = from;
+    return turn;
+}
+
+QString BuildChat::counts(const GraphDraft& draft) {
+    QStringList parts;
+    const auto add = [&](qsizetype count, const QString& word) {
+        if (count > 0)
+            parts.append(QString::number(count) + QLatin1Char(' ') + word +
+                         (count == 1 ? QString() : QStringLiteral("s")));
+    };
+    add(draft.nodes.size(), QStringLiteral("node"));
+    add(draft.relationships.size(), QStringLiteral("relationship"));
+    add(draft.changes.size(), QStringLiteral("change"));
+    return parts.join(QStringLiteral(", "));
+}
+
+void BuildChat::appendReceived(BuildTurn* turn, const QString& stepTitle, const QString& detail) {
+    const QUuid step = turn->startStep(stepTitle, detail);
+    turn->finishStep(step, BuildStep::Status::Done, stepTitle, detail);
+    adopt(turn);
+    m_turns.append(turn);
+    emit turnsChanged();
+    emit runningChanged();
+}
+
+QCoro::Task<BuildChat::Received> BuildChat::receive(GraphDraft draft, QString request, QString from) {
+    if (isRunning())
+        throw BuildChatError::busy(m_kind);
+    QPointer<BuildChat> self(this);
+    BuildTurn* turn = BuildChat::turn(request, from, this);
+    QPointer<BuildTurn> guarded(turn);
+    turn->draft = BuildTurn::DraftSize{draft.nodes.size(), draft.relationships.size(), draft.changes.size()};
+    appendReceived(turn, QStringLiteral("Received a draft from ") + from, counts(draft));
+    emit viewRequested();
+    // The open draft gives way: the turn that held it reads as replaced.
+    if (BuildTurn* previous = reviewTurn(); previous && m_review) {
+        previous->revised = true;
+        previous->notify();
+        m_review.reset();
+        m_reviewTurn = QUuid();
+        emit reviewChanged();
+        setShowsDraft(false);
+    }
+    save();
+
+    m_cancellation = CancellationToken();
+    const CancellationToken cancellation = m_cancellation;
+    try {
+        const GraphSchema schema = m_host.project().schema;
+        QFuture<GraphReview> checking = QtConcurrent::run(
+            [draft, schema, nodes = m_host.nodes()] { return GraphBuilder::review(draft, schema, nodes); });
+        GraphReview review = co_await checking;
+        if (!self || !guarded || !guarded->isRunning() || cancellation.isCancelled())
+            throw Cancelled();
+        present(review, draft.summary, turn);
+        if (!review.changes.isEmpty()) {
+            // No model stands behind a received draft to mend its queries: a failing one stays a problem
+            // that the sender reads in its answer.
+            auto holder = std::make_shared<GraphReview>(review);
+            QCoro::Task<> finding = find(holder.get(), turn, std::nullopt, AIModel());
+            co_await std::move(finding);
+            if (!self || !guarded || !guarded->isRunning() || cancellation.isCancelled())
+                throw Cancelled();
+            review = *holder;
+        }
+        m_reviewTurn = turn->id;
+        m_review = review;
+        emit reviewChanged();
+        setShowsDraft(true);
+        finish(turn, BuildTurnRecord::Status::Done);
+        co_return Received{turn, review};
+    } catch (const Cancelled&) {
+        if (self && guarded && guarded->isRunning())
+            finish(turn, BuildTurnRecord::Status::Stopped);
+        throw;
+    } catch (const std::exception& error) {
+        if (self && guarded && guarded->isRunning())
+            fail(turn, error, nullptr);
+        throw;
+    }
+}
+
+ShapeMergeResult BuildChat::receive(const ShapeDraft& draft, const QString& request, const QString& from) {
+    if (isRunning())
+        throw BuildChatError::busy(m_kind);
+    BuildTurn* turn = BuildChat::turn(request, from, this);
+    appendReceived(turn, QStringLiteral("Received additions from ") + from, QString());
+    turn->summary = draft.summary;
+    watchUndo();
+    try {
+        const ShapeMergeResult result = m_host.applyShapeDraft(draft);
+        turn->shape = result;
+        if (!result.isEmpty()) {
+            turn->undoable = true;
+            if (UndoStack* stack = m_host.undoStack())
+                m_appliedSteps.insert(turn->id, stack->topUndoSerial());
+        }
+        finish(turn, BuildTurnRecord::Status::Done);
+        return result;
+    } catch (const std::exception& error) {
+        fail(turn, error, nullptr);
+        throw;
+    }
+}
+
 // -- Applying, undoing, discarding ---------------------------------------------------------------------
 
 GraphAdded BuildChat::add() {

@@ -35,6 +35,15 @@ public:
     static BuildChatError pictureUnreadable() {
         return BuildChatError(QStringLiteral("The picture couldn't be read."));
     }
+    // A draft or additions arrived from a connected app while a turn runs.
+    static BuildChatError busy(BuildKind kind) {
+        return BuildChatError(
+            kind == BuildKind::Graph
+                ? QStringLiteral("Corvantis is already working on a draft in its Build panel. "
+                                 "Try again in a moment.")
+                : QStringLiteral("Corvantis is already working on the shape in its Build "
+                                 "panel. Try again in a moment."));
+    }
 
 private:
     using UserFacingError::UserFacingError;
@@ -112,6 +121,25 @@ public:
     void takeFile(const QUrl& url);
     void appendLink(const QUrl& url);
 
+    // -- Drafts from connected apps ---------------------------------------------------------------------
+
+    struct Received {
+        BuildTurn* turn = nullptr;
+        GraphReview review;
+    };
+    // A draft another app sent, as a turn of its own: checked against the shape and the graph, its
+    // similar names and change queries found (a failing query stays the change's problem), and opened
+    // as the draft. An open draft is replaced. Fails with BuildChatError while a turn runs.
+    QCoro::Task<Received> receive(GraphDraft draft, QString request, QString from);
+    // Additions to the shape another app sent, applied at once as one undoable change.
+    ShapeMergeResult receive(const ShapeDraft& draft, const QString& request, const QString& from);
+    // The turn with that id, or null.
+    BuildTurn* turn(const QString& id) const;
+    // A new running turn for a request from `from`: the trimmed request, with `from` as its source.
+    static BuildTurn* turn(const QString& request, const QString& from, QObject* parent);
+    // "2 nodes, 1 relationship": each non-zero count with its word.
+    static QString counts(const GraphDraft& draft);
+
     // The exchanges a later turn remembers: done turns with their message.
     QList<BuildExchange> exchanges() const;
     // The nodes that go along with a request for this text: all titled ones up to 300 nodes, else those
@@ -138,6 +166,8 @@ signals:
     void noticeChanged();
     // A save was written (for those who watch the files).
     void saved();
+    // A draft arrived from a connected app: the panel should come into view with this chat.
+    void viewRequested();
 
 private:
     QCoro::Task<> run(BuildTurn* turn, AIClient client, Using use, QList<BuildExchange> history);
@@ -152,6 +182,8 @@ private:
     void fail(BuildTurn* turn, const std::exception& error, AIConnection* connection);
     void scheduleSave();
     void adopt(BuildTurn* turn);
+    // Appends a turn that arrived from a connected app, with its one step already done.
+    void appendReceived(BuildTurn* turn, const QString& stepTitle, const QString& detail);
     void clear();
     // Watches the undo stack for work done after an applied change.
     void watchUndo();

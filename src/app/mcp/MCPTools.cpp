@@ -1,6 +1,8 @@
 #include "app/mcp/MCPTools.h"
 
 #include "app/app/AppModel.h"
+#include "app/build/BuildChat.h"
+#include "app/build/SessionBuilds.h"
 #include "app/canvas/CanvasState.h"
 #include "app/canvas/CanvasViews.h"
 #include "app/graph/ProjectSession.h"
@@ -53,7 +55,6 @@ ProjectSession* MCPTools::session() const {
 }
 
 QCoro::Task<MCPToolResult> MCPTools::call(QString name, QJsonObject arguments, MCPClient client) {
-    Q_UNUSED(client)
     try {
         if (name == QLatin1String("list_projects"))
             co_return listProjects();
@@ -74,14 +75,19 @@ QCoro::Task<MCPToolResult> MCPTools::call(QString name, QJsonObject arguments, M
         if (name == QLatin1String("show_nodes"))
             co_return showNodes(arguments);
         if (name == QLatin1String("propose_changes"))
-            co_return proposeChanges(arguments);
+            co_return co_await proposeChanges(arguments, client.name);
         if (name == QLatin1String("design_shape"))
-            co_return designShape(arguments);
+            co_return designShape(arguments, client.name);
         co_return MCPToolResult(QStringLiteral("Corvantis has no tool called ") + name, true);
     } catch (const UserFacingError& error) {
         co_return MCPToolResult(error.message(), true);
     } catch (const json::DecodeError& error) {
         co_return MCPToolResult(QString::fromUtf8(error.what()), true);
+    } catch (const Cancelled&) {
+        co_return MCPToolResult(
+            QStringLiteral("The person stopped the draft in Corvantis before it opened. Nothing is in the "
+                           "graph."),
+            true);
     }
 }
 
@@ -259,41 +265,130 @@ MCPToolResult MCPTools::getNode(const QJsonObject& arguments) const {
     return MCPToolResult::json(node);
 }
 
-MCPToolResult MCPTools::proposeChanges(const QJsonObject& arguments) const {
-    const ProjectSession* open = session();
-    const QJsonObject draft = CorvantisMCP::graphDraft(arguments);
+QCoro::Task<MCPToolResult> MCPTools::proposeChanges(QJsonObject arguments, QString from) {
+    ProjectSession* open = session();
+    const QJsonObject read = CorvantisMCP::graphDraft(arguments);
     if (open->project().schema.nodeTypes.isEmpty())
         throw MCPToolError(
             QStringLiteral("This project's shape is empty, so it can't hold nodes. Add node types "
                            "with design_shape first."));
-    if (CorvantisMCP::isEmptyGraphDraft(draft))
+    if (CorvantisMCP::isEmptyGraphDraft(read))
         throw MCPToolError(QStringLiteral("The draft is empty: give nodes, relationships or changes."));
-    // The Build panel that would receive the draft for review isn't part of this copy.
-    throw MCPToolError(
-        QStringLiteral("This copy of Corvantis can't take drafts from other apps yet, so nothing was "
-                       "sent and the graph is unchanged. Tell the person what you would add; they "
-                       "can add it in Corvantis themselves."));
+    const GraphDraft draft = GraphDraft::fromJson(read);
+    const QString request =
+        CorvantisMCP::text(arguments.value(QStringLiteral("request"))).value_or(QString());
+
+    // The graph's Build panel comes into view with the draft in it.
+    open->setMode(SessionMode::Graph);
+    emit frontRequested();
+    QPointer<ProjectSession> guarded(open);
+    QCoro::Task<BuildChat::Received> receiving = open->builds().graph().receive(draft, request, from);
+    const BuildChat::Received received = co_await std::move(receiving);
+    if (!guarded)
+        throw MCPToolError(QStringLiteral("The project was closed before the draft opened."));
+    const GraphReview& review = received.review;
+    const GraphSchema& schema = guarded->project().schema;
+
+    QJsonArray already;
+    QJsonArray possible;
+    for (const GraphReview::Node& node : review.nodes) {
+        const NodeType* type = schema.nodeType(node.type);
+        const PropertyDef* title = type ? type->title() : nullptr;
+        const QString name =
+            title ? node.properties.value(title->column()).titleText().value_or(node.id) : node.id;
+        if (node.target && !node.matches.isEmpty() && node.matches.first().isSameName())
+            already.append(name);
+        else if (!node.matches.isEmpty())
+            possible.append(name);
+    }
+    QJsonObject answer{
+        {QStringLiteral("id"), json::uuidText(received.turn->id)},
+        {QStringLiteral("status"), QStringLiteral("waiting for review")},
+        {QStringLiteral("nodes"), review.nodes.size()},
+        {QStringLiteral("relationships"), review.relationships.size()},
+        {QStringLiteral("already_in_graph"), already},
+        {QStringLiteral("possible_duplicates"), possible},
+        {QStringLiteral("message"),
+         QStringLiteral("The draft is open in Corvantis's Build panel. Nothing is in the graph yet: ask the "
+                        "person to review it there and add it. check_proposal tells you what they "
+                        "decided.")},
+    };
+    QJsonArray changes;
+    for (const GraphReview::Change& change : review.changes) {
+        QJsonObject entry{
+            {QStringLiteral("summary"), change.summary},
+            {QStringLiteral("action"), change.action == GraphReview::Change::Action::Remove
+                                           ? QStringLiteral("remove")
+                                           : QStringLiteral("update")},
+            {QStringLiteral("found"), QJsonArray::fromStringList(change.found())},
+        };
+        if (change.problem)
+            entry.insert(QStringLiteral("problem"), *change.problem);
+        changes.append(entry);
+    }
+    if (!changes.isEmpty())
+        answer.insert(QStringLiteral("changes"), changes);
+    if (!review.skipped.isEmpty())
+        answer.insert(QStringLiteral("did_not_fit_the_shape"), QJsonArray::fromStringList(review.skipped));
+    co_return MCPToolResult::json(answer);
 }
 
-MCPToolResult MCPTools::designShape(const QJsonObject& arguments) const {
-    session();
-    const QJsonObject draft = CorvantisMCP::shapeDraft(arguments);
-    if (CorvantisMCP::isEmptyShapeDraft(draft))
+MCPToolResult MCPTools::designShape(const QJsonObject& arguments, const QString& from) {
+    ProjectSession* open = session();
+    const QJsonObject read = CorvantisMCP::shapeDraft(arguments);
+    if (CorvantisMCP::isEmptyShapeDraft(read))
         throw MCPToolError(QStringLiteral("Nothing to add: give types or relationships."));
-    throw MCPToolError(
-        QStringLiteral("This copy of Corvantis can't take additions to the shape from other apps "
-                       "yet, so the shape is unchanged. Tell the person which types to add; they "
-                       "can add them in Corvantis's Shape view."));
+    const ShapeDraft draft = ShapeDraft::fromJson(read);
+    const QString request =
+        CorvantisMCP::text(arguments.value(QStringLiteral("request"))).value_or(QString());
+    const ShapeMergeResult merged = open->builds().shape().receive(draft, request, from);
+    return MCPToolResult::json(QJsonObject{
+        {QStringLiteral("types_added"), merged.types},
+        {QStringLiteral("properties_added"), merged.properties},
+        {QStringLiteral("relationships_added"), merged.relationships},
+        {QStringLiteral("message"),
+         merged.isEmpty() ? QStringLiteral("Nothing new: the shape already has all of that.")
+                          : QStringLiteral("Added to the shape. The person can undo it in Corvantis. Call "
+                                           "get_shape to see it as it is now.")},
+    });
 }
 
 MCPToolResult MCPTools::checkProposal(const QJsonObject& arguments) const {
-    session();
-    Q_UNUSED(arguments)
-    // Drafts are received into the Build conversation; this copy keeps none, so no id is found.
-    throw MCPToolError(
-        QStringLiteral("No draft with that id is in the open project's current Build conversation. "
-                       "It may belong to another project, or the person started a new "
-                       "conversation."));
+    const ProjectSession* open = session();
+    const BuildTurn* turn = open->builds().graph().turn(argument(arguments, QStringLiteral("id")));
+    if (!turn)
+        throw MCPToolError(
+            QStringLiteral("No draft with that id is in the open project's current Build conversation. "
+                           "It may belong to another project, or the person started a new "
+                           "conversation."));
+    using Status = BuildTurnRecord::Status;
+    if (turn->added) {
+        const GraphAdded& added = *turn->added;
+        return MCPToolResult::json(QJsonObject{
+            {QStringLiteral("status"), QStringLiteral("added")},
+            {QStringLiteral("nodes_added"), added.nodes},
+            {QStringLiteral("relationships_added"), added.relationships},
+            {QStringLiteral("matched_to_existing"), added.matched},
+            {QStringLiteral("properties_added"), added.filled},
+            {QStringLiteral("nodes_removed"), added.removedNodes},
+            {QStringLiteral("relationships_removed"), added.removedRelationships},
+            {QStringLiteral("edited"), added.changed},
+        });
+    }
+    if (turn->discarded)
+        return MCPToolResult::json(QJsonObject{{QStringLiteral("status"), QStringLiteral("discarded")}});
+    if (turn->revised)
+        return MCPToolResult::json(
+            QJsonObject{{QStringLiteral("status"), QStringLiteral("replaced")},
+                        {QStringLiteral("message"),
+                         QStringLiteral("A later draft took its place before it was added.")}});
+    if (turn->status == Status::Failed || turn->status == Status::Stopped)
+        return MCPToolResult::json(QJsonObject{
+            {QStringLiteral("status"), QStringLiteral("failed")},
+            {QStringLiteral("message"), turn->error.value_or(QStringLiteral("It couldn't be prepared."))}});
+    return MCPToolResult::json(QJsonObject{
+        {QStringLiteral("status"), QStringLiteral("waiting for review")},
+        {QStringLiteral("message"), QStringLiteral("The person hasn't added or discarded it yet.")}});
 }
 
 MCPToolResult MCPTools::showNodes(const QJsonObject& arguments) {

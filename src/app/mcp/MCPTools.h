@@ -14,7 +14,8 @@ class AppModel;
 class ProjectSession;
 
 // Carries out the connector's tools on the main thread, against the application model. Connected apps
-// read anything in the open project and switch projects; nothing here writes a node or a relationship.
+// read anything in the open project and switch projects; nothing here writes a node or a relationship:
+// a proposed draft waits in the Build panel for the person, and only additions to the shape apply at once.
 class MCPTools : public QObject {
     Q_OBJECT
 public:
@@ -38,8 +39,8 @@ private:
     MCPToolResult search(const QJsonObject& arguments) const;
     QCoro::Task<MCPToolResult> runCypher(QJsonObject arguments);
     MCPToolResult getNode(const QJsonObject& arguments) const;
-    MCPToolResult proposeChanges(const QJsonObject& arguments) const;
-    MCPToolResult designShape(const QJsonObject& arguments) const;
+    QCoro::Task<MCPToolResult> proposeChanges(QJsonObject arguments, QString from);
+    MCPToolResult designShape(const QJsonObject& arguments, const QString& from);
     MCPToolResult checkProposal(const QJsonObject& arguments) const;
     MCPToolResult showNodes(const QJsonObject& arguments);
 

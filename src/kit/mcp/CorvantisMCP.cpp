@@ -1,5 +1,8 @@
 #include "kit/mcp/CorvantisMCP.h"
 
+#include "kit/build/GraphBuilder.h"
+#include "kit/build/ShapeDesigner.h"
+
 #include <QStringList>
 #include <cmath>
 #include <limits>
@@ -19,23 +22,11 @@ QJsonObject arrayOf(const QJsonObject& items) {
     return QJsonObject{{QStringLiteral("type"), QStringLiteral("array")}, {QStringLiteral("items"), items}};
 }
 
-QJsonObject strings(const QStringList& names) {
-    QJsonObject properties;
-    for (const QString& name : names)
-        properties.insert(name, typed(QStringLiteral("string")));
-    return properties;
-}
-
 QJsonObject bounded(const QString& description, int minimum, int maximum) {
     QJsonObject schema = typed(QStringLiteral("integer"), description);
     schema.insert(QStringLiteral("minimum"), minimum);
     schema.insert(QStringLiteral("maximum"), maximum);
     return schema;
-}
-
-QJsonObject draftProperty() {
-    return object(strings({QStringLiteral("name"), QStringLiteral("value")}),
-                  {QStringLiteral("name"), QStringLiteral("value")});
 }
 
 QJsonObject none() {
@@ -57,63 +48,31 @@ QJsonObject object(const QJsonObject& properties, const QStringList& required) {
                        {QStringLiteral("additionalProperties"), false}};
 }
 
-QJsonObject proposalSchema() {
-    QJsonObject node = strings({QStringLiteral("ref"), QStringLiteral("type")});
-    node.insert(QStringLiteral("properties"), arrayOf(draftProperty()));
-    QJsonObject relationship =
-        strings({QStringLiteral("type"), QStringLiteral("from"), QStringLiteral("to")});
-    relationship.insert(QStringLiteral("properties"), arrayOf(draftProperty()));
-    QJsonObject change = strings({QStringLiteral("description"), QStringLiteral("query")});
-    QJsonObject action = typed(QStringLiteral("string"));
-    action.insert(QStringLiteral("enum"), QJsonArray{QStringLiteral("remove"), QStringLiteral("update")});
-    change.insert(QStringLiteral("action"), action);
-    change.insert(QStringLiteral("properties"), arrayOf(draftProperty()));
+namespace {
 
-    QJsonObject properties{
-        {QStringLiteral("nodes"), arrayOf(object(node, {QStringLiteral("ref"), QStringLiteral("type"),
-                                                        QStringLiteral("properties")}))},
-        {QStringLiteral("relationships"),
-         arrayOf(object(relationship, {QStringLiteral("type"), QStringLiteral("from"), QStringLiteral("to"),
-                                       QStringLiteral("properties")}))},
-        {QStringLiteral("changes"),
-         arrayOf(object(change, {QStringLiteral("action"), QStringLiteral("description"),
-                                 QStringLiteral("query"), QStringLiteral("properties")}))},
-        {QStringLiteral("summary"),
-         typed(QStringLiteral("string"), QStringLiteral("One or two sentences, to the person, on what this "
-                                                        "draft does."))},
-        {QStringLiteral("request"),
-         typed(QStringLiteral("string"), QStringLiteral("What the person asked for, in their words."))},
-    };
-    return object(properties, {QStringLiteral("nodes"), QStringLiteral("relationships"),
-                               QStringLiteral("changes"), QStringLiteral("summary")});
+// A draft schema of the Build panel's, its summary told to the person and with the request beside it.
+QJsonObject received(QJsonObject schema, const QString& summary) {
+    QJsonObject properties = schema.value(QStringLiteral("properties")).toObject();
+    properties.insert(QStringLiteral("summary"), typed(QStringLiteral("string"), summary));
+    properties.insert(
+        QStringLiteral("request"),
+        typed(QStringLiteral("string"), QStringLiteral("What the person asked for, in their words.")));
+    QStringList required;
+    for (const QJsonValue& key : schema.value(QStringLiteral("required")).toArray())
+        required << key.toString();
+    return object(properties, required);
+}
+
+} // namespace
+
+QJsonObject proposalSchema() {
+    return received(GraphBuilder::outputSchema(),
+                    QStringLiteral("One or two sentences, to the person, on what this draft does."));
 }
 
 QJsonObject shapeSchema() {
-    QJsonObject kind = typed(QStringLiteral("string"));
-    kind.insert(QStringLiteral("enum"), QJsonArray{QStringLiteral("text"), QStringLiteral("number"),
-                                                   QStringLiteral("link"), QStringLiteral("boolean")});
-    const QJsonObject property = object(QJsonObject{{QStringLiteral("name"), typed(QStringLiteral("string"))},
-                                                    {QStringLiteral("kind"), kind}},
-                                        {QStringLiteral("name"), QStringLiteral("kind")});
-    QJsonObject type = strings({QStringLiteral("name"), QStringLiteral("title")});
-    type.insert(QStringLiteral("properties"), arrayOf(property));
-    QJsonObject relationship =
-        strings({QStringLiteral("name"), QStringLiteral("from"), QStringLiteral("to")});
-    relationship.insert(QStringLiteral("properties"), arrayOf(property));
-    QJsonObject properties{
-        {QStringLiteral("types"), arrayOf(object(type, {QStringLiteral("name"), QStringLiteral("title"),
-                                                        QStringLiteral("properties")}))},
-        {QStringLiteral("relationships"),
-         arrayOf(object(relationship, {QStringLiteral("name"), QStringLiteral("from"), QStringLiteral("to"),
-                                       QStringLiteral("properties")}))},
-        {QStringLiteral("summary"),
-         typed(QStringLiteral("string"),
-               QStringLiteral("One or two sentences, to the person, on what this adds."))},
-        {QStringLiteral("request"),
-         typed(QStringLiteral("string"), QStringLiteral("What the person asked for, in their words."))},
-    };
-    return object(properties,
-                  {QStringLiteral("types"), QStringLiteral("relationships"), QStringLiteral("summary")});
+    return received(ShapeDesigner::outputSchema(),
+                    QStringLiteral("One or two sentences, to the person, on what this adds."));
 }
 
 const QList<MCPTool>& tools() {

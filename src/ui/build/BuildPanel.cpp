@@ -368,11 +368,16 @@ QWidget* BuildPanel::turnCard(BuildTurn* turn) {
         QString said = turn->text.trimmed();
         if (said.isEmpty() && !turn->attachments.isEmpty())
             said = turn->attachments.first().title;
-        QLabel* person = label(said, card);
-        QFont bold = person->font();
-        bold.setWeight(QFont::DemiBold);
-        person->setFont(bold);
-        layout->addWidget(person);
+        // A draft a connected app sent names the app; the request it passed on stands as the person's.
+        if (turn->source)
+            layout->addWidget(label(QStringLiteral("From ") + *turn->source, card, true));
+        if (!said.isEmpty() || !turn->source) {
+            QLabel* person = label(said, card);
+            QFont bold = person->font();
+            bold.setWeight(QFont::DemiBold);
+            person->setFont(bold);
+            layout->addWidget(person);
+        }
         for (const BuildStep& step : turn->steps) {
             QLabel* line =
                 label(stepMark(step.status) + QStringLiteral("  ") + step.title +

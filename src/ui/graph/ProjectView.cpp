@@ -1,6 +1,7 @@
 #include "ui/graph/ProjectView.h"
 
 #include "app/app/AppModel.h"
+#include "app/build/SessionBuilds.h"
 #include "app/graph/ProjectSession.h"
 #include "app/links/LinkPreviews.h"
 #include "app/notes/NotesModel.h"
@@ -14,6 +15,7 @@
 #include "ui/ask/AskViews.h"
 #include "ui/ask/SearchInList.h"
 #include "ui/canvas/CanvasPage.h"
+#include "ui/canvas/ChipStrip.h"
 #include "ui/canvas/CanvasView.h"
 #include "ui/canvas/CommandPalette.h"
 #include "ui/canvas/ComposerDialog.h"
@@ -286,6 +288,12 @@ void ProjectView::bindSession() {
     connect(session, &ProjectSession::modeChanged, this, &ProjectView::syncMode);
     // The dialog opens once the edit that asked has returned.
     connect(session, &ProjectSession::confirmationChanged, this, &ProjectView::confirm, Qt::QueuedConnection);
+    // A draft from a connected app brings the Build panel into view.
+    QPointer<QToolButton> toggle = findChild<QToolButton*>(QStringLiteral("buildToggle"));
+    connect(&session->builds().graph(), &BuildChat::viewRequested, this, [toggle] {
+        if (toggle)
+            toggle->setChecked(true);
+    });
     m_name->setText(session->project().name);
     syncMode();
     beginRenaming();

@@ -1,5 +1,7 @@
 #include "kit/mcp/CorvantisMCP.h"
 
+#include "kit/build/GraphBuilder.h"
+#include "kit/build/ShapeDesigner.h"
 #include "kit/mcp/JsonText.h"
 #include "kit/mcp/MCPRecords.h"
 #include "kit/mcp/MCPShapeText.h"
@@ -101,6 +103,23 @@ TEST(CorvantisMCP, SchemasRefuseOtherKeysAndNameTheRequest) {
     const QJsonObject shape = CorvantisMCP::shapeSchema().value("properties").toObject();
     EXPECT_EQ(shape.value("summary").toObject().value("description").toString(),
               "One or two sentences, to the person, on what this adds.");
+    EXPECT_EQ(properties.value("summary").toObject().value("description").toString(),
+              "One or two sentences, to the person, on what this draft does.");
+
+    // Apart from the summary's words and the request, they are the Build panel's own draft schemas.
+    for (const auto& [received, own] :
+         {std::pair{proposal, GraphBuilder::outputSchema()},
+          std::pair{CorvantisMCP::shapeSchema(), ShapeDesigner::outputSchema()}}) {
+        QJsonObject theirs = received.value("properties").toObject();
+        QJsonObject ours = own.value("properties").toObject();
+        EXPECT_TRUE(theirs.contains("request"));
+        for (const char* told : {"summary", "request"}) {
+            theirs.remove(told);
+            ours.remove(told);
+        }
+        EXPECT_EQ(theirs, ours);
+        EXPECT_EQ(received.value("required"), own.value("required"));
+    }
 }
 
 TEST(CorvantisMCPShape, TellsTypesTitleFirstPairsDatabaseNamesAndSize) {
@@ -125,8 +144,8 @@ TEST(CorvantisMCPShape, TellsTypesTitleFirstPairsDatabaseNamesAndSize) {
     GraphSchema lone;
     lone.nodeTypes = {nodeType("Thing")};
     EXPECT_TRUE(
-        CorvantisMCP::describe(lone).endsWith("(none: this graph has no relationships, so return none)"));
-    EXPECT_TRUE(CorvantisMCP::describe(lone).contains("- Thing: no properties"));
+        GraphBuilder::describe(lone).endsWith("(none: this graph has no relationships, so return none)"));
+    EXPECT_TRUE(GraphBuilder::describe(lone).contains("- Thing: no properties"));
     EXPECT_EQ(
         CorvantisMCP::shape("Empty", GraphSchema(), 0, 0),
         "This project's shape is empty: it has no node types yet, so it can't hold nodes. Add types with "
