@@ -289,11 +289,7 @@ void ProjectView::bindSession() {
     // The dialog opens once the edit that asked has returned.
     connect(session, &ProjectSession::confirmationChanged, this, &ProjectView::confirm, Qt::QueuedConnection);
     // A draft from a connected app brings the Build panel into view.
-    QPointer<QToolButton> toggle = findChild<QToolButton*>(QStringLiteral("buildToggle"));
-    connect(&session->builds().graph(), &BuildChat::viewRequested, this, [toggle] {
-        if (toggle)
-            toggle->setChecked(true);
-    });
+    connect(&session->builds().graph(), &BuildChat::viewRequested, this, [this] { m_right->showFace(m_build); });
     m_name->setText(session->project().name);
     syncMode();
     beginRenaming();
