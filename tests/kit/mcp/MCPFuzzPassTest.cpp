@@ -41,7 +41,7 @@ QByteArray randomValue(QRandomGenerator& random, int depth) {
         QByteArray out = "{";
         const int n = random.bounded(5);
         for (int i = 0; i < n; ++i)
-            out += QByteArray(i ? "," : "") + "\"" + keys[random.bounded(16)] +
+            out += QByteArray(i ? "," : "") + "\"" + keys[random.bounded(int(std::size(keys)))] +
                    "\":" + randomValue(random, depth + 1);
         return out + "}";
     }
