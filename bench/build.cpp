@@ -4,6 +4,7 @@
 #include "kit/build/GraphBuilder.h"
 #include "kit/links/PageText.h"
 #include "kit/support/Json.h"
+#include "tests/support/ShapeBuilders.h"
 
 #include <QCoreApplication>
 #include <benchmark/benchmark.h>
@@ -12,13 +13,7 @@ using namespace corvantis;
 
 namespace {
 
-PropertyDef property(const QString& name, PropertyKind kind) {
-    PropertyDef p;
-    p.id = QUuid::createUuid();
-    p.name = name;
-    p.kind = kind;
-    return p;
-}
+using test::property;
 
 struct Graph {
     GraphSchema schema;

@@ -9,6 +9,7 @@
 #include "kit/store/DDLBuilder.h"
 #include "kit/store/LadybugGraphStore.h"
 #include "kit/support/Json.h"
+#include "tests/support/ShapeBuilders.h"
 #include "ui/canvas/CanvasView.h"
 #include "ui/design/Theme.h"
 
@@ -28,13 +29,7 @@ using namespace corvantis;
 
 namespace {
 
-PropertyDef property(const QString& name, PropertyKind kind) {
-    PropertyDef p;
-    p.id = QUuid::createUuid();
-    p.name = name;
-    p.kind = kind;
-    return p;
-}
+using test::property;
 
 // A project of `count` nodes in three types and twice as many relationships, in a temporary folder.
 struct Seeded {

@@ -13,6 +13,7 @@
 #include "kit/store/DDLBuilder.h"
 #include "kit/store/LadybugGraphStore.h"
 #include "kit/support/Json.h"
+#include "tests/support/ShapeBuilders.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -36,13 +37,7 @@ QString loadAverage() {
     return QString::fromLatin1(file.readAll()).section(' ', 0, 2);
 }
 
-PropertyDef property(const QString& name, PropertyKind kind) {
-    PropertyDef p;
-    p.id = QUuid::createUuid();
-    p.name = name;
-    p.kind = kind;
-    return p;
-}
+using test::property;
 
 // People in a temporary project: each of the first `fan` after the hub (node 0) knows the hub, and every
 // node knows one picked at random.

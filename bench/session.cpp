@@ -6,6 +6,7 @@
 #include "kit/store/DDLBuilder.h"
 #include "kit/store/LadybugGraphStore.h"
 #include "kit/support/Json.h"
+#include "tests/support/ShapeBuilders.h"
 
 #include <QCoreApplication>
 #include <QTemporaryDir>
@@ -17,13 +18,7 @@ using namespace corvantis;
 
 namespace {
 
-PropertyDef property(const QString& name, PropertyKind kind) {
-    PropertyDef p;
-    p.id = QUuid::createUuid();
-    p.name = name;
-    p.kind = kind;
-    return p;
-}
+using test::property;
 
 // A project of `count` people, each knowing the next, in its own temporary folder.
 struct Seeded {

@@ -18,6 +18,7 @@
 #include "kit/projects/ProjectLibrary.h"
 #include "kit/store/DDLBuilder.h"
 #include "kit/store/LadybugGraphStore.h"
+#include "tests/support/ShapeBuilders.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -46,13 +47,7 @@ namespace {
 
 constexpr int typeCount = 5;
 
-PropertyDef property(const QString& name, PropertyKind kind) {
-    PropertyDef p;
-    p.id = QUuid::createUuid();
-    p.name = name;
-    p.kind = kind;
-    return p;
-}
+using test::property;
 
 // Five kinds of item, each with a name, a score, a flag and a note, and five link types joining each
 // kind to the next, with a weight and a label: the shape the project records.
